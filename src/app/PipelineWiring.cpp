@@ -1,0 +1,25 @@
+#include "PipelineWiring.h"
+
+#include "analysis/AnalysisSteps.h"
+#include "export/ExportSteps.h"
+#include "media/MediaSteps.h"
+#include "resolve/ResolveSteps.h"
+
+namespace ondrel {
+
+StepOperations allSteps() {
+    StepOperations steps = StepOperations::absent();
+    installMediaSteps(steps);
+    installAnalysisSteps(steps);
+    installExportSteps(steps);
+    installResolveSteps(steps);
+    return steps;
+}
+
+std::unique_ptr<LocalPipeline> makePipeline(PipelineEnvironment environment, QObject* parent) {
+    auto pipeline = std::make_unique<LocalPipeline>(std::move(environment), parent);
+    pipeline->steps() = allSteps();
+    return pipeline;
+}
+
+} // namespace ondrel

@@ -1,0 +1,346 @@
+#include "LocalPipeline.h"
+
+#include <QFileInfo>
+
+namespace ondrel {
+
+PipelineEnvironment PipelineEnvironment::platformDefault() {
+    PipelineEnvironment e;
+    e.tools = ToolPaths::platformDefault();
+    e.paths = AppPaths::platformDefault();
+    e.env = QProcessEnvironment::systemEnvironment();
+    e.endpoints = Endpoints::fromEnvironment(e.env);
+    e.clock = &Clock::system();
+    return e;
+}
+
+StepOperations StepOperations::absent() {
+    StepOperations s;
+    s.getTimelineMedia = [](LocalPipeline&, QString) -> QCoro::Task<std::optional<QStringList>> {
+        co_return std::nullopt;
+    };
+    s.probeAllMedia = [](LocalPipeline&, QStringList) -> QCoro::Task<void> { co_return; };
+    s.loadCachedTranscript = [](LocalPipeline&, const QStringList&) -> std::optional<TranscriptResult> {
+        return std::nullopt;
+    };
+    s.extractAudio = [](LocalPipeline&, QStringList) -> QCoro::Task<std::optional<QString>> {
+        co_return std::nullopt;
+    };
+    s.chunkAudio = [](LocalPipeline&, QString) -> QCoro::Task<QStringList> { co_return QStringList(); };
+    s.transcribe = [](LocalPipeline&, QStringList, QString) -> QCoro::Task<std::optional<TranscriptResult>> {
+        co_return std::nullopt;
+    };
+    s.saveTranscriptCache = [](LocalPipeline&, const TranscriptResult&, const QStringList&) {};
+    s.buildStylePrompt = [](const StyleSliders&, const std::optional<QString>&, bool) { return QString(); };
+    s.analyzeStory = [](LocalPipeline&, TranscriptResult, double, QString,
+                        QString) -> QCoro::Task<std::optional<MiningResults>> { co_return std::nullopt; };
+    s.assignSourceClips = [](LocalPipeline&, const MiningResults& r, const QStringList&) { return r; };
+    s.wordLevelTranscribe = [](LocalPipeline&, MiningResults, QStringList,
+                               QString) -> QCoro::Task<QList<WordSegment>> { co_return QList<WordSegment>(); };
+    s.saveExports = [](LocalPipeline&, const QString&, const MiningResults&, const TranscriptResult&,
+                       const QList<WordSegment>&) { return QString(); };
+    s.saveProject = [](LocalPipeline&, const QString&, const TranscriptResult&, const QStringList&,
+                       const std::optional<QString>&, double) {};
+    s.writeSegmentsJson = [](LocalPipeline&, const MiningResults&) {};
+    s.buildTimelineFromSegmentsFile = [](LocalPipeline&) -> QCoro::Task<void> { co_return; };
+    s.buildResolveTimeline = [](LocalPipeline&, QString, MiningResults, QStringList) -> QCoro::Task<bool> {
+        co_return false;
+    };
+    s.auditTimeline = [](LocalPipeline& p, QString) -> QCoro::Task<void> {
+        p.fail(QStringLiteral("Could not read timeline clips from Resolve"));
+        co_return;
+    };
+    return s;
+}
+
+LocalPipeline::LocalPipeline(PipelineEnvironment environment, QObject* parent)
+    : QObject(parent)
+    , m_env(std::move(environment))
+    , m_tools(m_env.tools, m_env.paths.resolveScriptLib, m_env.env)
+    , m_keys(m_env.env, m_env.paths.zshrc())
+    , m_steps(StepOperations::absent()) {
+    if (!m_env.clock)
+        m_env.clock = &Clock::system();
+}
+
+LocalPipeline::~LocalPipeline() = default;
+
+// ---- state ---------------------------------------------------------------------------------
+
+void LocalPipeline::setStep(PipelineStep s) {
+    m_step = s;
+    emit stepChanged();
+}
+
+void LocalPipeline::setProgress(double p) {
+    m_progress = p;
+    emit progressChanged();
+}
+
+void LocalPipeline::setResults(std::optional<MiningResults> r) {
+    m_results = std::move(r);
+    emit resultsChanged();
+}
+
+void LocalPipeline::setLastExportDir(std::optional<QString> dir) {
+    m_lastExportDir = std::move(dir);
+    emit lastExportDirChanged();
+}
+
+void LocalPipeline::setLastMediaPaths(std::optional<QStringList> paths) {
+    m_lastMediaPaths = std::move(paths);
+    emit lastMediaPathsChanged();
+}
+
+void LocalPipeline::setBuildResult(std::optional<QString> text) {
+    m_buildResult = std::move(text);
+    emit buildResultChanged();
+}
+
+void LocalPipeline::setAuditReport(std::optional<AuditReport> report) {
+    m_auditReport = std::move(report);
+    emit auditReportChanged();
+}
+
+void LocalPipeline::setProbeResults(QMap<QString, ProbeResult> probes) {
+    m_probeResults = std::move(probes);
+    emit probeResultsChanged();
+}
+
+void LocalPipeline::markStarted() { m_startTime = clock().now(); }
+
+void LocalPipeline::log(const QString& text, const QString& color) {
+    m_logModel.append(PipelineLog::make(clock(), text, color));
+}
+
+void LocalPipeline::fail(const QString& message) {
+    setStep(PipelineStep::error);
+    m_errorMessage = message;
+    emit errorMessageChanged();
+    log(QStringLiteral("✗ ") + message, QStringLiteral("accent"));
+}
+
+void LocalPipeline::cancel() { m_cancelled = true; }
+
+void LocalPipeline::reset() {
+    setStep(PipelineStep::idle);
+    setProgress(0);
+    m_logModel.clear();
+    setResults(std::nullopt);
+    m_errorMessage.reset();
+    emit errorMessageChanged();
+    setLastExportDir(std::nullopt);
+    // Cleared last: a run still going after cancel-then-reset never sees the flag.
+    m_cancelled = false;
+}
+
+TranscriptResult LocalPipeline::loadProject(const SavedProject& project) {
+    TranscriptResult t;
+    t.language = project.language;
+    t.segments.reserve(project.transcript.size());
+    for (const auto& s : project.transcript)
+        t.segments.push_back({s.start, s.end, s.text, project.language});
+    return t;
+}
+
+// ---- runs ----------------------------------------------------------------------------------
+
+QCoro::Task<> LocalPipeline::run(QString timeline, MiningMode mode, double targetMinutes, QString language,
+                                 StyleSliders sliders, std::optional<QString> presetId, QString referenceURL,
+                                 bool isMagicMode) {
+    Q_UNUSED(referenceURL); // accepted and deliberately not read
+    m_cancelled = false;
+    markStarted();
+    log(QStringLiteral("$ ondrel mine --mode ") + MiningModes::rawValue(mode).toLower().replace(' ', '-'),
+        QStringLiteral("dim"));
+
+    setStep(PipelineStep::connecting);
+    setProgress(0.02);
+    log(QStringLiteral("Connecting to DaVinci Resolve..."));
+
+    const std::optional<QStringList> found = co_await m_steps.getTimelineMedia(*this, timeline);
+    if (!found) {
+        fail(QStringLiteral("Could not find source media for timeline '%1'").arg(timeline));
+        co_return;
+    }
+    if (m_cancelled)
+        co_return;
+    const QStringList mediaPaths = *found;
+
+    setLastMediaPaths(mediaPaths);
+    log(QStringLiteral("✓ Connected — found %1 source clip%2").arg(mediaPaths.size()).arg(plural(mediaPaths.size())),
+        QStringLiteral("green"));
+    for (const QString& path : mediaPaths)
+        log(QStringLiteral("  → ") + QFileInfo(path).fileName(), QStringLiteral("dim"));
+
+    co_await m_steps.probeAllMedia(*this, mediaPaths);
+    if (m_cancelled)
+        co_return;
+    setProgress(0.05);
+
+    std::optional<TranscriptResult> transcript = m_steps.loadCachedTranscript(*this, mediaPaths);
+    if (transcript) {
+        log(QStringLiteral("✓ Found cached transcript — %1 segments · %2 words")
+                .arg(transcript->segments.size())
+                .arg(countWords(*transcript)),
+            QStringLiteral("green"));
+        log(QStringLiteral("  Skipping audio extraction + Whisper (saved ~$1)"), QStringLiteral("dim"));
+        setProgress(0.45);
+    } else {
+        setStep(PipelineStep::extracting);
+        setProgress(0.05);
+        log(QStringLiteral("Extracting audio from timeline..."));
+
+        const std::optional<QString> audio = co_await m_steps.extractAudio(*this, mediaPaths);
+        if (!audio) {
+            fail(QStringLiteral("Audio extraction failed"));
+            co_return;
+        }
+        if (m_cancelled)
+            co_return;
+
+        const QFileInfo audioInfo(*audio);
+        const qint64 bytes = audioInfo.exists() ? audioInfo.size() : 0;
+        log(QStringLiteral("Audio extracted — ") + QString::asprintf("%.1f", double(bytes) / 1000000.0) +
+            QStringLiteral(" MB"));
+
+        setStep(PipelineStep::chunking);
+        setProgress(0.1);
+        log(QStringLiteral("Preparing audio chunks..."));
+        const QStringList chunks = co_await m_steps.chunkAudio(*this, *audio);
+        if (m_cancelled)
+            co_return;
+        log(QStringLiteral("Split into %1 chunk%2 for Whisper").arg(chunks.size()).arg(plural(chunks.size())));
+
+        setStep(PipelineStep::transcribing);
+        setProgress(0.15);
+        log(QStringLiteral("⛏ Transcribing with Whisper..."), QStringLiteral("accent"));
+        transcript = co_await m_steps.transcribe(*this, chunks, language);
+        if (!transcript) {
+            fail(QStringLiteral("Transcription failed"));
+            co_return;
+        }
+        if (m_cancelled)
+            co_return;
+        log(QStringLiteral("%1 segments · %2 words").arg(transcript->segments.size()).arg(countWords(*transcript)));
+        m_steps.saveTranscriptCache(*this, *transcript, mediaPaths);
+        setProgress(0.45);
+    }
+
+    if (!transcript) {
+        fail(QStringLiteral("No transcript available"));
+        co_return;
+    }
+    setStep(PipelineStep::analyzing);
+    log(QStringLiteral("⛏ Claude analyzing story structure..."), QStringLiteral("accent"));
+    const QString stylePrompt = m_steps.buildStylePrompt(sliders, presetId, isMagicMode);
+
+    const std::optional<MiningResults> analysis =
+        co_await m_steps.analyzeStory(*this, *transcript, targetMinutes, language, stylePrompt);
+    if (!analysis) {
+        fail(QStringLiteral("Story analysis failed"));
+        co_return;
+    }
+    if (m_cancelled)
+        co_return;
+
+    co_await finishStory(timeline, *analysis, *transcript, mediaPaths, language, presetId, targetMinutes,
+                         /*fromProject=*/false);
+}
+
+QCoro::Task<> LocalPipeline::runFromProject(SavedProject project, double targetMinutes, StyleSliders sliders,
+                                            std::optional<QString> presetId, QString referenceURL,
+                                            bool isMagicMode) {
+    Q_UNUSED(referenceURL); // accepted and deliberately not read
+    m_cancelled = false;
+    markStarted();
+    const TranscriptResult transcript = loadProject(project);
+    setLastMediaPaths(project.mediaPaths);
+    log(QStringLiteral("$ ondrel mine --reload ") + project.timeline, QStringLiteral("dim"));
+    log(QStringLiteral("✓ Loaded saved project — %1 segments").arg(transcript.segments.size()),
+        QStringLiteral("green"));
+    log(QStringLiteral("  Skipping transcription (cached)"));
+
+    setProgress(0.5);
+    setStep(PipelineStep::analyzing);
+    log(QStringLiteral("⛏ Claude analyzing story structure..."), QStringLiteral("accent"));
+    const QString stylePrompt = m_steps.buildStylePrompt(sliders, presetId, isMagicMode);
+
+    const std::optional<MiningResults> analysis =
+        co_await m_steps.analyzeStory(*this, transcript, targetMinutes, project.language, stylePrompt);
+    if (!analysis) {
+        fail(QStringLiteral("Story analysis failed"));
+        co_return;
+    }
+    if (m_cancelled)
+        co_return;
+
+    co_await finishStory(project.timeline, *analysis, transcript, project.mediaPaths, project.language, presetId,
+                         targetMinutes, /*fromProject=*/true);
+}
+
+QCoro::Task<bool> LocalPipeline::finishStory(QString timeline, MiningResults analysis, TranscriptResult transcript,
+                                             QStringList mediaPaths, QString language,
+                                             std::optional<QString> presetId, double targetMinutes,
+                                             bool fromProject) {
+    analysis = m_steps.assignSourceClips(*this, analysis, mediaPaths);
+    log(QStringLiteral("💎 Found %1 acts · %2 moments")
+            .arg(analysis.structure.acts.size())
+            .arg(analysis.segments.size()),
+        QStringLiteral("accent"));
+
+    setProgress(0.7);
+    setStep(PipelineStep::translating);
+    log(QStringLiteral("⛏ Re-transcribing selected moments at word level..."), QStringLiteral("accent"));
+    const QList<WordSegment> words = co_await m_steps.wordLevelTranscribe(*this, analysis, mediaPaths, language);
+    // The re-mine path has no cancel test here.
+    if (!fromProject && m_cancelled)
+        co_return false;
+    if (!words.isEmpty()) {
+        qint64 count = 0;
+        for (const auto& w : words)
+            count += w.words.size();
+        const QString format = fromProject ? QStringLiteral("✓ %1 words across %2 segments")
+                                           : QStringLiteral("✓ %1 words transcribed across %2 segments");
+        log(format.arg(count).arg(words.size()), QStringLiteral("green"));
+    }
+
+    setProgress(0.85);
+    setStep(PipelineStep::building);
+    setResults(analysis);
+    setLastExportDir(m_steps.saveExports(*this, timeline, analysis, transcript, words));
+    log(QStringLiteral("✓ Exported SRT, transcript, and story brief"), QStringLiteral("green"));
+    m_steps.saveProject(*this, timeline, transcript, mediaPaths, presetId, targetMinutes);
+    m_steps.writeSegmentsJson(*this, analysis);
+
+    log(QStringLiteral("Building timeline in Resolve..."));
+    co_await m_steps.buildTimelineFromSegmentsFile(*this);
+    if (m_cancelled)
+        co_return false;
+
+    setProgress(1);
+    setStep(PipelineStep::complete);
+    log(fromProject ? QStringLiteral("✓ Complete — new style applied!") : QStringLiteral("✓ Complete — we found gems!"),
+        QStringLiteral("green"));
+    co_return true;
+}
+
+QCoro::Task<> LocalPipeline::auditTimeline(QString timeline) { co_await m_steps.auditTimeline(*this, timeline); }
+
+QCoro::Task<std::optional<QStringList>> LocalPipeline::getMediaPaths(QString timeline) {
+    co_return co_await m_steps.getTimelineMedia(*this, timeline);
+}
+
+QCoro::Task<bool> LocalPipeline::rebuildTimeline(QString name, QStringList mediaPaths) {
+    if (!m_results)
+        co_return false;
+    log(QStringLiteral("Rebuilding timeline in Resolve..."));
+    const bool ok = co_await m_steps.buildResolveTimeline(*this, name, *m_results, mediaPaths);
+    if (ok)
+        log(QStringLiteral("✓ Timeline rebuilt"), QStringLiteral("green"));
+    else
+        log(QStringLiteral("✗ Timeline rebuild failed"), QStringLiteral("accent"));
+    co_return ok;
+}
+
+} // namespace ondrel

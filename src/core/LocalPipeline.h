@@ -1,0 +1,196 @@
+#pragma once
+// The object of a mining run: walks the steps in their fixed order on the main thread and
+// publishes where it stands. The work of each step is plugged in by the subsystem that owns it
+// (media, analysis, export, resolve) through StepOperations, so this layer depends on none of
+// them; until a subsystem installs its step, the step gives its absent or false outcome.
+
+#include "Clock.h"
+#include "Http.h"
+#include "PipelineLogModel.h"
+#include "Platform.h"
+#include "Records.h"
+#include "ToolRunner.h"
+
+#include <QMap>
+#include <QNetworkAccessManager>
+#include <QObject>
+#include <QProcessEnvironment>
+
+#include <QCoroTask>
+
+#include <functional>
+#include <optional>
+
+namespace ondrel {
+
+class LocalPipeline;
+
+// Everything a pipeline needs from the outside world, injectable for tests.
+struct PipelineEnvironment {
+    ToolPaths tools;
+    AppPaths paths;
+    Endpoints endpoints;
+    QProcessEnvironment env;
+    const Clock* clock = nullptr; // not owned; the system clock when null
+
+    static PipelineEnvironment platformDefault();
+};
+
+// The step operations. Every one takes the pipeline as its first argument and must copy what it
+// keeps: a wrapper that returns a task should call a coroutine whose parameters are values.
+struct StepOperations {
+    template <class Sig> using Fn = std::function<Sig>;
+
+    Fn<QCoro::Task<std::optional<QStringList>>(LocalPipeline&, QString timeline)> getTimelineMedia;
+    Fn<QCoro::Task<void>(LocalPipeline&, QStringList paths)> probeAllMedia;
+    Fn<std::optional<TranscriptResult>(LocalPipeline&, const QStringList& mediaPaths)> loadCachedTranscript;
+    Fn<QCoro::Task<std::optional<QString>>(LocalPipeline&, QStringList mediaPaths)> extractAudio;
+    Fn<QCoro::Task<QStringList>(LocalPipeline&, QString wavPath)> chunkAudio;
+    Fn<QCoro::Task<std::optional<TranscriptResult>>(LocalPipeline&, QStringList chunks, QString language)>
+        transcribe;
+    Fn<void(LocalPipeline&, const TranscriptResult&, const QStringList& mediaPaths)> saveTranscriptCache;
+    Fn<QString(const StyleSliders&, const std::optional<QString>& presetId, bool isMagicMode)> buildStylePrompt;
+    Fn<QCoro::Task<std::optional<MiningResults>>(LocalPipeline&, TranscriptResult, double targetMinutes,
+                                                 QString language, QString stylePrompt)>
+        analyzeStory;
+    Fn<MiningResults(LocalPipeline&, const MiningResults&, const QStringList& mediaPaths)> assignSourceClips;
+    Fn<QCoro::Task<QList<WordSegment>>(LocalPipeline&, MiningResults, QStringList mediaPaths, QString language)>
+        wordLevelTranscribe;
+    Fn<QString(LocalPipeline&, const QString& timeline, const MiningResults&, const TranscriptResult&,
+               const QList<WordSegment>&)>
+        saveExports;
+    Fn<void(LocalPipeline&, const QString& timeline, const TranscriptResult&, const QStringList& mediaPaths,
+            const std::optional<QString>& presetId, double targetMinutes)>
+        saveProject;
+    Fn<void(LocalPipeline&, const MiningResults&)> writeSegmentsJson;
+    Fn<QCoro::Task<void>(LocalPipeline&)> buildTimelineFromSegmentsFile;
+    Fn<QCoro::Task<bool>(LocalPipeline&, QString name, MiningResults, QStringList mediaPaths)>
+        buildResolveTimeline;
+    Fn<QCoro::Task<void>(LocalPipeline&, QString timeline)> auditTimeline;
+
+    // Steps nobody installed yet: absent, empty or false outcomes.
+    static StepOperations absent();
+};
+
+class LocalPipeline : public QObject {
+    Q_OBJECT
+    Q_PROPERTY(QString stepText READ stepText NOTIFY stepChanged)
+    Q_PROPERTY(double progress READ progress NOTIFY progressChanged)
+    Q_PROPERTY(PipelineLogModel* logs READ logModel CONSTANT)
+    Q_PROPERTY(bool hasResults READ hasResults NOTIFY resultsChanged)
+    Q_PROPERTY(QString errorMessage READ errorMessageText NOTIFY errorMessageChanged)
+    Q_PROPERTY(QString lastExportDir READ lastExportDirText NOTIFY lastExportDirChanged)
+    Q_PROPERTY(QString buildResult READ buildResultText NOTIFY buildResultChanged)
+
+public:
+    explicit LocalPipeline(PipelineEnvironment environment = PipelineEnvironment::platformDefault(),
+                           QObject* parent = nullptr);
+    ~LocalPipeline() override;
+
+    StepOperations& steps() { return m_steps; }
+
+    // ---- entries ----
+    QCoro::Task<> run(QString timeline, MiningMode mode, double targetMinutes, QString language,
+                      StyleSliders sliders, std::optional<QString> presetId, QString referenceURL,
+                      bool isMagicMode);
+    QCoro::Task<> runFromProject(SavedProject project, double targetMinutes, StyleSliders sliders,
+                                 std::optional<QString> presetId, QString referenceURL, bool isMagicMode);
+    QCoro::Task<> auditTimeline(QString timeline);
+    QCoro::Task<std::optional<QStringList>> getMediaPaths(QString timeline);
+    QCoro::Task<bool> rebuildTimeline(QString name, QStringList mediaPaths);
+
+    void cancel();
+    void reset();
+
+    static TranscriptResult loadProject(const SavedProject& project);
+
+    // ---- observable state ----
+    PipelineStep step() const { return m_step; }
+    QString stepText() const { return PipelineSteps::rawValue(m_step); }
+    double progress() const { return m_progress; }
+    const QList<PipelineLog>& logs() const { return m_logModel.lines(); }
+    PipelineLogModel* logModel() { return &m_logModel; }
+    const std::optional<MiningResults>& results() const { return m_results; }
+    bool hasResults() const { return m_results.has_value(); }
+    const std::optional<QString>& errorMessage() const { return m_errorMessage; }
+    QString errorMessageText() const { return m_errorMessage.value_or(QString()); }
+    const std::optional<QString>& lastExportDir() const { return m_lastExportDir; }
+    QString lastExportDirText() const { return m_lastExportDir.value_or(QString()); }
+    const std::optional<QStringList>& lastMediaPaths() const { return m_lastMediaPaths; }
+    const std::optional<QString>& buildResult() const { return m_buildResult; }
+    QString buildResultText() const { return m_buildResult.value_or(QString()); }
+    const std::optional<AuditReport>& auditReport() const { return m_auditReport; }
+    const QMap<QString, ProbeResult>& probeResults() const { return m_probeResults; }
+    bool isCancelled() const { return m_cancelled; }
+    QDateTime startTime() const { return m_startTime; }
+
+    // ---- for step operations ----
+    void setStep(PipelineStep s);
+    void setProgress(double p);
+    void setResults(std::optional<MiningResults> r);
+    void setLastExportDir(std::optional<QString> dir);
+    void setLastMediaPaths(std::optional<QStringList> paths);
+    void setBuildResult(std::optional<QString> text);
+    void setAuditReport(std::optional<AuditReport> report);
+    void setProbeResults(QMap<QString, ProbeResult> probes);
+    void markStarted();
+
+    // The only writer of the visible log; colour words "dim", "muted", "green", "accent".
+    void log(const QString& text, const QString& color = QStringLiteral("muted"));
+    // Ends the run in error with the message; the caller returns right after.
+    void fail(const QString& message);
+
+    const PipelineEnvironment& environment() const { return m_env; }
+    const AppPaths& paths() const { return m_env.paths; }
+    const ToolPaths& toolPaths() const { return m_env.tools; }
+    const Endpoints& endpoints() const { return m_env.endpoints; }
+    const Clock& clock() const { return *m_env.clock; }
+    const ToolRunner& tools() const { return m_tools; }
+    QNetworkAccessManager& network() { return m_network; }
+
+    // Read at each use; nothing is cached.
+    QString openaiKey() const { return m_keys.openaiKey(); }
+    QString anthropicKey() const { return m_keys.anthropicKey(); }
+    const KeyLookup& keys() const { return m_keys; }
+
+signals:
+    void stepChanged();
+    void progressChanged();
+    void resultsChanged();
+    void errorMessageChanged();
+    void lastExportDirChanged();
+    void lastMediaPathsChanged();
+    void buildResultChanged();
+    void auditReportChanged();
+    void probeResultsChanged();
+
+private:
+    // The shared tail of both runs: from source-clip assignment to the end of the build.
+    QCoro::Task<bool> finishStory(QString timeline, MiningResults analysis, TranscriptResult transcript,
+                                  QStringList mediaPaths, QString language, std::optional<QString> presetId,
+                                  double targetMinutes, bool fromProject);
+
+    PipelineEnvironment m_env;
+    ToolRunner m_tools;
+    KeyLookup m_keys;
+    QNetworkAccessManager m_network;
+    StepOperations m_steps;
+    PipelineLogModel m_logModel;
+
+    PipelineStep m_step = PipelineStep::idle;
+    double m_progress = 0;
+    std::optional<MiningResults> m_results;
+    std::optional<QString> m_errorMessage;
+    std::optional<QString> m_lastExportDir;
+    std::optional<QStringList> m_lastMediaPaths;
+    std::optional<QString> m_buildResult;
+    std::optional<AuditReport> m_auditReport;
+    QMap<QString, ProbeResult> m_probeResults;
+    bool m_cancelled = false;
+    QDateTime m_startTime;
+};
+
+// "s" when the count is not 1.
+inline QString plural(qint64 n) { return n == 1 ? QString() : QStringLiteral("s"); }
+
+} // namespace ondrel

@@ -1,0 +1,136 @@
+#include "ToolRunner.h"
+
+#include <QFile>
+#include <QPointer>
+#include <QProcess>
+#include <QStringDecoder>
+
+#include <QCoroSignal>
+
+#include <cmath>
+#include <memory>
+
+namespace ondrel {
+
+QString utf8OrEmpty(const QByteArray& bytes) {
+    QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
+    QString text = decoder.decode(bytes);
+    if (decoder.hasError())
+        return {};
+    return text;
+}
+
+QCoro::Task<ProcessOutcome> runChild(QString program, QStringList args, ProcessOptions options) {
+    ProcessOutcome outcome;
+    auto process = std::make_unique<QProcess>();
+    process->setProgram(program);
+    process->setArguments(args);
+    if (options.environment)
+        process->setProcessEnvironment(*options.environment);
+    if (!options.captureStdout)
+        process->setStandardOutputFile(QProcess::nullDevice());
+    if (!options.captureStderr)
+        process->setStandardErrorFile(QProcess::nullDevice());
+
+    process->start(QIODevice::ReadOnly);
+    // exec() failures are reported through a pipe at once, so this wait is short.
+    if (!process->waitForStarted(-1)) {
+        outcome.launchError = process->errorString();
+        co_return outcome;
+    }
+    outcome.launched = true;
+
+    // Gather output as it comes, so no pipe ever fills.
+    QObject::connect(process.get(), &QProcess::readyReadStandardOutput, process.get(),
+                     [p = process.get(), &outcome] { outcome.stdOut += p->readAllStandardOutput(); });
+    QObject::connect(process.get(), &QProcess::readyReadStandardError, process.get(),
+                     [p = process.get(), &outcome] { outcome.stdErr += p->readAllStandardError(); });
+
+    if (process->state() != QProcess::NotRunning)
+        co_await qCoro(process.get(), &QProcess::finished);
+
+    outcome.stdOut += process->readAllStandardOutput();
+    outcome.stdErr += process->readAllStandardError();
+    outcome.crashed = process->exitStatus() == QProcess::CrashExit;
+    outcome.exitCode = process->exitCode();
+    process->disconnect();
+    co_return outcome;
+}
+
+QCoro::Task<bool> ToolRunner::runProcess(QString path, QStringList args) const {
+    ProcessOptions opts;
+    opts.environment = m_environment;
+    opts.captureStdout = false;
+    opts.captureStderr = false;
+    const auto out = co_await runChild(path, args, opts);
+    co_return out.succeeded();
+}
+
+QCoro::Task<QString> ToolRunner::runProcessOutput(QString path, QStringList args) const {
+    ProcessOptions opts;
+    opts.environment = m_environment;
+    opts.captureStderr = false;
+    const auto out = co_await runChild(path, args, opts);
+    if (!out.launched)
+        co_return QString();
+    co_return utf8OrEmpty(out.stdOut);
+}
+
+QCoro::Task<std::optional<QString>> ToolRunner::runPython(QString code, QString* launchError) const {
+    ProcessOptions opts;
+    auto env = m_environment;
+    env.insert(QStringLiteral("PYTHONPATH"), m_pythonPath);
+    opts.environment = env;
+    // Built before the await: GCC 12 rejects string literals in a braced list inside co_await.
+    const QStringList args{QStringLiteral("-c"), code};
+    const auto out = co_await runChild(m_tools.python3, args, opts);
+    if (!out.launched) {
+        if (launchError)
+            *launchError = out.launchError;
+        co_return std::nullopt;
+    }
+    co_return utf8OrEmpty(out.stdOut);
+}
+
+QCoro::Task<double> ToolRunner::getAudioDuration(QString path) const {
+    QStringList args;
+    args << QStringLiteral("-v") << QStringLiteral("quiet") << QStringLiteral("-show_entries")
+         << QStringLiteral("format=duration") << QStringLiteral("-of") << QStringLiteral("csv=p=0") << path;
+    const QString text = co_await runProcessOutput(m_tools.ffprobe, args);
+    bool ok = false;
+    const double d = text.trimmed().toDouble(&ok);
+    co_return ok && std::isfinite(d) ? d : 300.0;
+}
+
+QString KeyLookup::key(const QString& name) const {
+    if (m_env.contains(name))
+        return m_env.value(name);
+    return readKeyFromZshrc(name).value_or(QString());
+}
+
+std::optional<QString> KeyLookup::readKeyFromZshrc(const QString& name) const {
+    QFile file(m_zshrc);
+    if (!file.open(QIODevice::ReadOnly))
+        return std::nullopt;
+    QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
+    const QString text = decoder.decode(file.readAll());
+    if (decoder.hasError())
+        return std::nullopt;
+    const QString needle = QStringLiteral("export ") + name + QLatin1Char('=');
+    const QStringList lines = text.split(QLatin1Char('\n'));
+    for (const QString& line : lines) {
+        if (!line.contains(needle))
+            continue;
+        // Only the first matching line counts, even when it is commented out or empty.
+        QString rest = line;
+        rest.remove(needle);
+        rest = rest.trimmed();
+        rest.remove(QLatin1Char('"'));
+        if (rest.isEmpty())
+            return std::nullopt;
+        return rest;
+    }
+    return std::nullopt;
+}
+
+} // namespace ondrel

@@ -1,0 +1,9 @@
+#pragma once
+#include "core/LocalPipeline.h"
+
+namespace ondrel {
+
+// Plugs this subsystem's step operations into a pipeline.
+void installMediaSteps(StepOperations& steps);
+
+} // namespace ondrel

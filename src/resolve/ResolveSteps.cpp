@@ -1,0 +1,7 @@
+#include "ResolveSteps.h"
+
+namespace ondrel {
+
+void installResolveSteps(StepOperations& steps) { Q_UNUSED(steps); }
+
+} // namespace ondrel

@@ -1,0 +1,1 @@
+// Holds the compiled-in Python programs; no code of its own.

@@ -1,0 +1,94 @@
+#include "FakeHttpServer.h"
+
+#include <QPointer>
+#include <QTcpSocket>
+#include <QTimer>
+
+namespace ondrel::test {
+
+FakeHttpServer::FakeHttpServer() {
+    m_server.listen(QHostAddress::LocalHost, 0);
+    connect(&m_server, &QTcpServer::newConnection, this, &FakeHttpServer::onConnection);
+}
+
+FakeHttpServer::~FakeHttpServer() { m_server.close(); }
+
+QString FakeHttpServer::baseUrl() const { return QStringLiteral("http://127.0.0.1:%1").arg(port()); }
+
+void FakeHttpServer::enqueue(const QByteArray& path, ScriptedResponse response) {
+    m_routes[path].push_back(std::move(response));
+}
+
+QList<RecordedRequest> FakeHttpServer::requestsTo(const QByteArray& path) const {
+    QList<RecordedRequest> out;
+    for (const auto& r : m_requests)
+        if (r.path.split('?').first() == path)
+            out.push_back(r);
+    return out;
+}
+
+void FakeHttpServer::onConnection() {
+    while (QTcpSocket* socket = m_server.nextPendingConnection()) {
+        connect(socket, &QTcpSocket::readyRead, this, [this, socket] {
+            m_buffers[socket] += socket->readAll();
+            tryServe(socket);
+        });
+        connect(socket, &QTcpSocket::disconnected, this, [this, socket] {
+            m_buffers.remove(socket);
+            socket->deleteLater();
+        });
+    }
+}
+
+void FakeHttpServer::tryServe(QTcpSocket* socket) {
+    QByteArray& buf = m_buffers[socket];
+    const int headerEnd = buf.indexOf("\r\n\r\n");
+    if (headerEnd < 0)
+        return;
+    const QList<QByteArray> lines = buf.left(headerEnd).split('\n');
+    RecordedRequest req;
+    const QList<QByteArray> requestLine = lines.value(0).trimmed().split(' ');
+    req.method = requestLine.value(0);
+    req.path = requestLine.value(1);
+    for (int i = 1; i < lines.size(); ++i) {
+        const QByteArray line = lines[i].trimmed();
+        const int colon = line.indexOf(':');
+        if (colon > 0)
+            req.headers.insert(line.left(colon).trimmed().toLower(), line.mid(colon + 1).trimmed());
+    }
+    const qsizetype length = req.headers.value("content-length", "0").toLongLong();
+    if (buf.size() < headerEnd + 4 + length)
+        return; // body still coming
+    req.body = buf.mid(headerEnd + 4, length);
+    buf.clear();
+    m_requests.push_back(req);
+
+    const QByteArray route = req.path.split('?').first();
+    ScriptedResponse response{404, R"({"error":"not found"})"};
+    auto it = m_routes.find(route);
+    if (it != m_routes.end() && !it->isEmpty())
+        response = it->size() > 1 ? it->takeFirst() : it->first();
+
+    QPointer<QTcpSocket> guard(socket);
+    auto answer = [guard, response] {
+        if (!guard)
+            return;
+        if (response.dropConnection) {
+            guard->abort();
+            return;
+        }
+        QByteArray out = "HTTP/1.1 " + QByteArray::number(response.status) + " Status\r\n";
+        out += "Content-Type: " + response.contentType + "\r\n";
+        out += "Content-Length: " + QByteArray::number(response.body.size()) + "\r\n";
+        out += "Connection: close\r\n\r\n";
+        out += response.body;
+        guard->write(out);
+        guard->disconnectFromHost();
+    };
+    if (response.delayMs > 0)
+        QTimer::singleShot(response.delayMs, this, answer);
+    else
+        answer();
+}
+
+} // namespace ondrel::test

@@ -1,0 +1,46 @@
+#pragma once
+// Helpers every test uses: a throw-away home laid out like the real one, the fake Resolve
+// module, and files.
+
+#include "core/LocalPipeline.h"
+
+#include <QByteArray>
+#include <QProcessEnvironment>
+#include <QString>
+#include <QTemporaryDir>
+
+#include <QCoroTask>
+
+#include <memory>
+
+namespace ondrel::test {
+
+QString fixturesDir();
+QString fakeResolveModuleDir();
+
+bool writeFile(const QString& path, const QByteArray& bytes);
+QByteArray readFile(const QString& path);
+
+// A temporary home folder with a pipeline environment pointing into it. Resolve's module folder
+// is the fake module; its state file lives in the home folder.
+class TestHome {
+public:
+    TestHome();
+
+    QString path() const { return m_dir.path(); }
+    const AppPaths& paths() const { return m_paths; }
+    QString resolveStateFile() const { return m_dir.path() + QStringLiteral("/resolve_state.json"); }
+
+    // Process environment for children: the fake module's state file, keys left out unless set.
+    QProcessEnvironment environment() const;
+    PipelineEnvironment pipelineEnvironment(const Clock* clock = nullptr) const;
+
+    // Writes the fake Resolve's state.
+    void setResolveState(const QByteArray& json) const;
+
+private:
+    QTemporaryDir m_dir;
+    AppPaths m_paths;
+};
+
+} // namespace ondrel::test
