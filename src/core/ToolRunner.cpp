@@ -41,16 +41,20 @@ QCoro::Task<ProcessOutcome> runChild(QString program, QStringList args, ProcessO
     outcome.launched = true;
 
     // Gather output as it comes, so no pipe ever fills.
-    QObject::connect(process.get(), &QProcess::readyReadStandardOutput, process.get(),
-                     [p = process.get(), &outcome] { outcome.stdOut += p->readAllStandardOutput(); });
-    QObject::connect(process.get(), &QProcess::readyReadStandardError, process.get(),
-                     [p = process.get(), &outcome] { outcome.stdErr += p->readAllStandardError(); });
+    if (options.captureStdout)
+        QObject::connect(process.get(), &QProcess::readyReadStandardOutput, process.get(),
+                         [p = process.get(), &outcome] { outcome.stdOut += p->readAllStandardOutput(); });
+    if (options.captureStderr)
+        QObject::connect(process.get(), &QProcess::readyReadStandardError, process.get(),
+                         [p = process.get(), &outcome] { outcome.stdErr += p->readAllStandardError(); });
 
     if (process->state() != QProcess::NotRunning)
         co_await qCoro(process.get(), &QProcess::finished);
 
-    outcome.stdOut += process->readAllStandardOutput();
-    outcome.stdErr += process->readAllStandardError();
+    if (options.captureStdout)
+        outcome.stdOut += process->readAllStandardOutput();
+    if (options.captureStderr)
+        outcome.stdErr += process->readAllStandardError();
     outcome.crashed = process->exitStatus() == QProcess::CrashExit;
     outcome.exitCode = process->exitCode();
     process->disconnect();

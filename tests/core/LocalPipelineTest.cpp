@@ -1,0 +1,362 @@
+// The run order: every log line, colour, step and progress value a run publishes.
+#include "core/LocalPipeline.h"
+#include "support/TestEnv.h"
+
+#include <QCoroTask>
+
+#include <gtest/gtest.h>
+
+#include <functional>
+
+using namespace ondrel;
+using ondrel::test::TestHome;
+
+namespace {
+
+struct Line {
+    QString text;
+    QString color;
+    bool operator==(const Line&) const = default;
+};
+
+void PrintTo(const Line& l, std::ostream* os) { *os << l.color.toStdString() << ": " << l.text.toStdString(); }
+
+TranscriptResult twoSegments() {
+    return {{{0, 2, "hola que tal", "es"}, {2, 5, "muy  bien", "es"}}, "es"};
+}
+
+MiningResults story() {
+    MiningResults r;
+    r.segments = {{1, 0, 2, "a.wav", "hola", "hello", QStringLiteral("Opening")}, {2, 2, 5, "a.wav", "bien", "fine", {}}};
+    r.structure.acts = {{"Opening", {1, 2}}};
+    r.estimatedDuration = 5;
+    return r;
+}
+
+// Scripted step operations; each hook may act on the pipeline mid-step (cancel, reset).
+struct Script {
+    std::optional<QStringList> media = QStringList{"/m/a.wav", "/m/b.mov"};
+    std::optional<TranscriptResult> cached;
+    std::optional<QString> audio = QStringLiteral("/nonexistent/extracted_audio.wav");
+    QStringList chunks{"c0", "c1"};
+    std::optional<TranscriptResult> transcript = twoSegments();
+    std::optional<MiningResults> analysis = story();
+    QList<WordSegment> words{{0, {{"hola", 0, 0.5}, {"que", 0.5, 1}}}, {1, {{"bien", 0, 1}}}};
+    std::function<void(LocalPipeline&)> during; // runs inside the step named by `duringStep`
+    QString duringStep;
+    QStringList calls;
+
+    void hook(LocalPipeline& p, const QString& name) {
+        calls << name;
+        if (during && name == duringStep)
+            during(p);
+    }
+
+    void install(StepOperations& s) {
+        s.getTimelineMedia = [this](LocalPipeline& p, QString) -> QCoro::Task<std::optional<QStringList>> {
+            hook(p, "media");
+            co_return std::optional<QStringList>(media); // a copy: GCC 12 moves from a co_returned member
+        };
+        s.probeAllMedia = [this](LocalPipeline& p, QStringList) -> QCoro::Task<void> {
+            hook(p, "probe");
+            p.setProgress(0.035);
+            co_return;
+        };
+        s.loadCachedTranscript = [this](LocalPipeline& p, const QStringList&) {
+            hook(p, "cache");
+            return cached;
+        };
+        s.extractAudio = [this](LocalPipeline& p, QStringList) -> QCoro::Task<std::optional<QString>> {
+            hook(p, "extract");
+            co_return std::optional<QString>(audio); // a copy: GCC 12 moves from a co_returned member
+        };
+        s.chunkAudio = [this](LocalPipeline& p, QString) -> QCoro::Task<QStringList> {
+            hook(p, "chunk");
+            co_return QStringList(chunks); // a copy: GCC 12 moves from a co_returned member
+        };
+        s.transcribe = [this](LocalPipeline& p, QStringList, QString) -> QCoro::Task<std::optional<TranscriptResult>> {
+            hook(p, "transcribe");
+            co_return std::optional<TranscriptResult>(transcript); // a copy: GCC 12 moves from a co_returned member
+        };
+        s.saveTranscriptCache = [this](LocalPipeline& p, const TranscriptResult&, const QStringList&) {
+            hook(p, "saveCache");
+        };
+        s.buildStylePrompt = [](const StyleSliders&, const std::optional<QString>&, bool) { return QString("style"); };
+        s.analyzeStory = [this](LocalPipeline& p, TranscriptResult, double, QString,
+                                QString) -> QCoro::Task<std::optional<MiningResults>> {
+            hook(p, "analyze");
+            co_return std::optional<MiningResults>(analysis); // a copy: GCC 12 moves from a co_returned member
+        };
+        s.wordLevelTranscribe = [this](LocalPipeline& p, MiningResults, QStringList,
+                                       QString) -> QCoro::Task<QList<WordSegment>> {
+            hook(p, "words");
+            co_return QList<WordSegment>(words); // a copy: GCC 12 moves from a co_returned member
+        };
+        s.saveExports = [this](LocalPipeline& p, const QString&, const MiningResults&, const TranscriptResult&,
+                               const QList<WordSegment>&) {
+            hook(p, "exports");
+            return QString("/exports/tl");
+        };
+        s.saveProject = [this](LocalPipeline& p, const QString&, const TranscriptResult&, const QStringList&,
+                               const std::optional<QString>&, double) { hook(p, "project"); };
+        s.writeSegmentsJson = [this](LocalPipeline& p, const MiningResults&) { hook(p, "segments"); };
+        s.buildTimelineFromSegmentsFile = [this](LocalPipeline& p) -> QCoro::Task<void> {
+            hook(p, "build");
+            p.log("Building timeline in Resolve...");
+            p.setBuildResult(QStringLiteral("✗ No response from Resolve"));
+            co_return;
+        };
+    }
+};
+
+class PipelineRun : public ::testing::Test {
+protected:
+    TestHome home;
+    FixedClock clock{QDateTime(QDate(2026, 3, 4), QTime(10, 42, 7))};
+    LocalPipeline pipeline{home.pipelineEnvironment(&clock)};
+    Script script;
+    QList<double> progress;
+    QList<PipelineStep> steps;
+
+    void SetUp() override {
+        script.install(pipeline.steps());
+        QObject::connect(&pipeline, &LocalPipeline::progressChanged, [this] { progress << pipeline.progress(); });
+        QObject::connect(&pipeline, &LocalPipeline::stepChanged, [this] {
+            if (steps.isEmpty() || steps.last() != pipeline.step())
+                steps << pipeline.step();
+        });
+    }
+
+    void run(MiningMode mode = MiningMode::fullMine, QString timeline = "Interview Day 1") {
+        QCoro::waitFor(pipeline.run(timeline, mode, 10, "auto", {}, std::nullopt, "https://ref", false));
+    }
+
+    QList<Line> lines() const {
+        QList<Line> out;
+        for (const auto& l : pipeline.logs())
+            out.push_back({l.text, l.color});
+        return out;
+    }
+};
+
+const QList<Line> kFullRunTail = {
+    {"✓ Connected — found 2 source clips", "green"},
+    {"  → a.wav", "dim"},
+    {"  → b.mov", "dim"},
+    {"Extracting audio from timeline...", "muted"},
+    {"Audio extracted — 0.0 MB", "muted"},
+    {"Preparing audio chunks...", "muted"},
+    {"Split into 2 chunks for Whisper", "muted"},
+    {"⛏ Transcribing with Whisper...", "accent"},
+    {"2 segments · 5 words", "muted"},
+    {"⛏ Claude analyzing story structure...", "accent"},
+    {"💎 Found 1 acts · 2 moments", "accent"},
+    {"⛏ Re-transcribing selected moments at word level...", "accent"},
+    {"✓ 3 words transcribed across 2 segments", "green"},
+    {"✓ Exported SRT, transcript, and story brief", "green"},
+    {"Building timeline in Resolve...", "muted"},
+    {"Building timeline in Resolve...", "muted"},
+    {"✓ Complete — we found gems!", "green"},
+};
+
+} // namespace
+
+TEST_F(PipelineRun, ModesRunTheSameStepsButForTheFirstLine) {
+    struct Case {
+        MiningMode mode;
+        const char* first;
+    } cases[] = {{MiningMode::fullMine, "$ ondrel mine --mode full-mine"},
+                 {MiningMode::storyMine, "$ ondrel mine --mode story-mine"},
+                 {MiningMode::structure, "$ ondrel mine --mode structure"}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.first);
+        pipeline.reset();
+        progress.clear();
+        steps.clear();
+        run(c.mode);
+        QList<Line> expected{{c.first, "dim"}, {"Connecting to DaVinci Resolve...", "muted"}};
+        expected += kFullRunTail;
+        EXPECT_EQ(lines(), expected);
+        EXPECT_EQ(progress, (QList<double>{0.02, 0.035, 0.05, 0.05, 0.1, 0.15, 0.45, 0.7, 0.85, 1}));
+        EXPECT_EQ(steps, (QList<PipelineStep>{PipelineStep::connecting, PipelineStep::extracting,
+                                             PipelineStep::chunking, PipelineStep::transcribing,
+                                             PipelineStep::analyzing, PipelineStep::translating,
+                                             PipelineStep::building, PipelineStep::complete}));
+        EXPECT_EQ(pipeline.results(), story());
+        EXPECT_EQ(pipeline.lastExportDir(), QStringLiteral("/exports/tl"));
+        EXPECT_EQ(pipeline.lastMediaPaths(), (QStringList{"/m/a.wav", "/m/b.mov"}));
+        EXPECT_EQ(pipeline.buildResult(), QStringLiteral("✗ No response from Resolve")); // a failed build still completes
+        EXPECT_EQ(pipeline.logs().first().timestamp, "42:07");
+    }
+}
+
+TEST_F(PipelineRun, EachFailureEndsInErrorWhereItsStepFails) {
+    struct Case {
+        const char* name;
+        std::function<void(Script&)> breakIt;
+        const char* message;
+        double progressAtFail;
+        const char* lastCall;
+    } cases[] = {
+        {"no media", [](Script& s) { s.media.reset(); }, "Could not find source media for timeline 'Say \"hi\" \\ o'",
+         0.02, "media"},
+        {"no audio", [](Script& s) { s.audio.reset(); }, "Audio extraction failed", 0.05, "extract"},
+        {"every chunk failed", [](Script& s) { s.transcript.reset(); }, "Transcription failed", 0.15, "transcribe"},
+        {"no story", [](Script& s) { s.analysis.reset(); }, "Story analysis failed", 0.45, "analyze"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        pipeline.reset();
+        script = Script{};
+        script.install(pipeline.steps());
+        c.breakIt(script);
+        run(MiningMode::fullMine, "Say \"hi\" \\ o");
+        EXPECT_EQ(pipeline.step(), PipelineStep::error);
+        EXPECT_EQ(pipeline.errorMessage(), QString::fromUtf8(c.message));
+        EXPECT_EQ(lines().last(), (Line{QStringLiteral("✗ ") + QString::fromUtf8(c.message), "accent"}));
+        EXPECT_DOUBLE_EQ(pipeline.progress(), c.progressAtFail);
+        EXPECT_EQ(script.calls.last(), c.lastCall);
+    }
+}
+
+TEST_F(PipelineRun, CachedTranscriptSkipsMediaWork) {
+    script.cached = twoSegments();
+    run();
+    const QList<Line> got = lines();
+    EXPECT_EQ(got.mid(5, 3), (QList<Line>{{"✓ Found cached transcript — 2 segments · 5 words", "green"},
+                                          {"  Skipping audio extraction + Whisper (saved ~$1)", "dim"},
+                                          {"⛏ Claude analyzing story structure...", "accent"}}));
+    EXPECT_FALSE(script.calls.contains("extract"));
+    EXPECT_FALSE(script.calls.contains("saveCache"));
+    EXPECT_EQ(steps.mid(0, 3),
+              (QList<PipelineStep>{PipelineStep::connecting, PipelineStep::analyzing, PipelineStep::translating}));
+    EXPECT_EQ(progress.mid(0, 4), (QList<double>{0.02, 0.035, 0.05, 0.45}));
+    EXPECT_EQ(pipeline.step(), PipelineStep::complete);
+}
+
+TEST_F(PipelineRun, CancelAloneStopsSilentlyAtTheNextTest) {
+    struct Case {
+        const char* step;
+        const char* lastCall;
+        int linesAfter; // lines logged after the cancelling step began
+    } cases[] = {
+        {"media", "media", 0},
+        {"probe", "probe", 0},
+        {"extract", "extract", 0},
+        {"analyze", "analyze", 0},
+        {"words", "words", 0},
+        {"build", "build", 1}, // the build's own line lands before the cancel test
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.step);
+        pipeline.reset();
+        script = Script{};
+        script.install(pipeline.steps());
+        qsizetype linesAtStep = 0;
+        script.duringStep = c.step;
+        script.during = [&](LocalPipeline& p) {
+            linesAtStep = p.logs().size();
+            p.cancel();
+        };
+        run();
+        EXPECT_EQ(script.calls.last(), c.lastCall);
+        EXPECT_EQ(pipeline.logs().size() - linesAtStep, c.linesAfter);
+        EXPECT_NE(pipeline.step(), PipelineStep::complete);
+        EXPECT_NE(pipeline.step(), PipelineStep::error);
+        EXPECT_FALSE(pipeline.errorMessage().has_value());
+    }
+}
+
+TEST_F(PipelineRun, CancelThenResetLeavesTheRunGoing) {
+    script.duringStep = "extract";
+    script.during = [](LocalPipeline& p) {
+        p.cancel();
+        p.reset();
+    };
+    run();
+    EXPECT_EQ(pipeline.step(), PipelineStep::complete);
+    // The log was cleared mid-run and fills again from the next line on.
+    EXPECT_EQ(lines().first(), (Line{"Audio extracted — 0.0 MB", "muted"}));
+    EXPECT_EQ(lines().last(), (Line{"✓ Complete — we found gems!", "green"}));
+}
+
+TEST_F(PipelineRun, ResetKeepsMediaProbesAndBuildResult) {
+    run();
+    QMap<QString, ProbeResult> probes;
+    ProbeResult probe;
+    probe.filename = "a.wav";
+    probes.insert("a.wav", probe);
+    pipeline.setProbeResults(probes);
+    pipeline.reset();
+    EXPECT_EQ(pipeline.step(), PipelineStep::idle);
+    EXPECT_EQ(pipeline.progress(), 0);
+    EXPECT_TRUE(pipeline.logs().isEmpty());
+    EXPECT_FALSE(pipeline.results() || pipeline.errorMessage() || pipeline.lastExportDir());
+    EXPECT_TRUE(pipeline.lastMediaPaths().has_value());
+    EXPECT_TRUE(pipeline.buildResult().has_value());
+    EXPECT_EQ(pipeline.probeResults().size(), 1);
+}
+
+TEST_F(PipelineRun, RemineFromSavedProject) {
+    SavedProject project{"Cut \"A\"", 1700000000, "es", {"/m/a.wav"}, {{0, 2, "hola"}, {2, 3, "bien"}}, {}, {}, 4};
+    script.words = {{0, {{"hola", 0, 1}}}};
+    QCoro::waitFor(pipeline.runFromProject(project, 3, {}, QStringLiteral("warm"), "", false));
+    EXPECT_EQ(lines(), (QList<Line>{
+                           {"$ ondrel mine --reload Cut \"A\"", "dim"},
+                           {"✓ Loaded saved project — 2 segments", "green"},
+                           {"  Skipping transcription (cached)", "muted"},
+                           {"⛏ Claude analyzing story structure...", "accent"},
+                           {"💎 Found 1 acts · 2 moments", "accent"},
+                           {"⛏ Re-transcribing selected moments at word level...", "accent"},
+                           {"✓ 1 words across 1 segments", "green"},
+                           {"✓ Exported SRT, transcript, and story brief", "green"},
+                           {"Building timeline in Resolve...", "muted"},
+                           {"Building timeline in Resolve...", "muted"},
+                           {"✓ Complete — new style applied!", "green"},
+                       }));
+    EXPECT_EQ(progress, (QList<double>{0.5, 0.7, 0.85, 1}));
+    EXPECT_FALSE(script.calls.contains("media"));
+    EXPECT_FALSE(script.calls.contains("probe"));
+    EXPECT_EQ(pipeline.lastMediaPaths(), QStringList{"/m/a.wav"});
+}
+
+TEST_F(PipelineRun, RemineHasNoCancelTestAfterWordTiming) {
+    SavedProject project{"Cut", 1, "en", {}, {{0, 1, "x"}}, {}, {}, 1};
+    script.duringStep = "words";
+    script.during = [](LocalPipeline& p) { p.cancel(); };
+    QCoro::waitFor(pipeline.runFromProject(project, 3, {}, std::nullopt, "", false));
+    EXPECT_TRUE(script.calls.contains("exports"));
+    EXPECT_EQ(script.calls.last(), "build"); // stops at the build's cancel test
+    EXPECT_EQ(pipeline.step(), PipelineStep::building);
+}
+
+TEST_F(PipelineRun, UninstalledStepsFailAtTheFirstStep) {
+    LocalPipeline bare{home.pipelineEnvironment(&clock)};
+    QCoro::waitFor(bare.run("TL", MiningMode::audit, 1, "auto", {}, std::nullopt, "", false));
+    ASSERT_EQ(bare.logs().size(), 3);
+    EXPECT_EQ(bare.logs()[0].text, "$ ondrel mine --mode audit-mine");
+    EXPECT_EQ(bare.logs()[2].text, "✗ Could not find source media for timeline 'TL'");
+    EXPECT_EQ(bare.progress(), 0.02);
+}
+
+TEST_F(PipelineRun, RebuildNeedsResults) {
+    bool called = false;
+    pipeline.steps().buildResolveTimeline = [&](LocalPipeline&, QString, MiningResults,
+                                                QStringList) -> QCoro::Task<bool> {
+        called = true;
+        co_return true;
+    };
+    EXPECT_FALSE(QCoro::waitFor(pipeline.rebuildTimeline("x", {})));
+    EXPECT_FALSE(called);
+    EXPECT_TRUE(pipeline.logs().isEmpty());
+
+    pipeline.setResults(story());
+    EXPECT_TRUE(QCoro::waitFor(pipeline.rebuildTimeline("x", {})));
+    EXPECT_EQ(lines(), (QList<Line>{{"Rebuilding timeline in Resolve...", "muted"}, {"✓ Timeline rebuilt", "green"}}));
+}
+
+TEST(PipelineProject, LoadProjectCarriesLanguageToEverySegment) {
+    SavedProject p{"t", 0, "fr", {}, {{0, 1, "a"}, {1, 2, "b"}}, {}, {}, 0};
+    const TranscriptResult t = LocalPipeline::loadProject(p);
+    EXPECT_EQ(t, (TranscriptResult{{{0, 1, "a", "fr"}, {1, 2, "b", "fr"}}, "fr"}));
+}
