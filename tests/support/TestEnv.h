@@ -12,6 +12,11 @@
 #include <QCoroTask>
 
 #include <memory>
+#include <optional>
+#include <ostream>
+
+// Readable QString values in test failures.
+inline void PrintTo(const QString& s, std::ostream* os) { *os << '"' << s.toStdString() << '"'; }
 
 namespace ondrel::test {
 
