@@ -22,7 +22,8 @@ QCoro::Task<HttpResponse> sendHttp(QNetworkAccessManager& network, HttpRequest r
 
     HttpResponse out;
     const QVariant status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute);
-    out.body = reply->readAll();
+    if (reply->isOpen())
+        out.body = reply->readAll();
     if (status.isValid()) {
         out.transportOk = true;
         out.status = status.toInt();

@@ -1,0 +1,73 @@
+#include "core/Http.h"
+#include "core/PipelineLogModel.h"
+#include "support/FakeHttpServer.h"
+#include "support/TestEnv.h"
+
+#include <QAbstractItemModelTester>
+#include <QCoroTask>
+
+#include <gtest/gtest.h>
+
+using namespace ondrel;
+using ondrel::test::FakeHttpServer;
+using ondrel::test::ScriptedResponse;
+
+TEST(Http, StatusBodyHeadersAndTransportFailures) {
+    FakeHttpServer server;
+    server.enqueue("/ok", {200, R"({"a":1})"});
+    server.enqueue("/fail", {500, QByteArray(300, 'x')});
+    server.enqueue("/slow", ScriptedResponse{200, "late", "text/plain", 2000, false});
+    server.enqueue("/drop", ScriptedResponse{200, "", "text/plain", 0, true});
+    QNetworkAccessManager nam;
+
+    struct Case {
+        const char* path;
+        std::chrono::milliseconds timeout;
+        bool transportOk;
+        int status;
+        QByteArray body;
+        bool timedOut;
+    } cases[] = {
+        {"/ok", std::chrono::seconds(5), true, 200, R"({"a":1})", false},
+        {"/fail", std::chrono::seconds(5), true, 500, QByteArray(300, 'x'), false},
+        {"/missing", std::chrono::seconds(5), true, 404, R"({"error":"not found"})", false},
+        {"/slow", std::chrono::milliseconds(200), false, 0, "", true},
+        {"/drop", std::chrono::seconds(5), false, 0, "", false},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.path);
+        HttpRequest req;
+        req.method = "POST";
+        req.url = server.baseUrl() + c.path;
+        req.headers = {{"x-api-key", "secret"}, {"Content-Type", "application/json"}};
+        req.body = R"({"q":true})";
+        req.timeout = c.timeout;
+        const HttpResponse r = QCoro::waitFor(sendHttp(nam, req));
+        EXPECT_EQ(r.transportOk, c.transportOk);
+        EXPECT_EQ(r.status, c.status);
+        EXPECT_EQ(r.body, c.body);
+        EXPECT_EQ(r.timedOut, c.timedOut);
+        if (!r.transportOk) {
+            EXPECT_FALSE(r.errorText.isEmpty());
+        }
+    }
+    const auto got = server.requestsTo("/ok");
+    ASSERT_EQ(got.size(), 1);
+    EXPECT_EQ(got[0].method, "POST");
+    EXPECT_EQ(got[0].header("X-API-Key"), "secret");
+    EXPECT_EQ(got[0].body, R"({"q":true})");
+}
+
+TEST(PipelineLogModel, BehavesAsAListModel) {
+    PipelineLogModel model;
+    QAbstractItemModelTester tester(&model, QAbstractItemModelTester::FailureReportingMode::Fatal);
+    FixedClock clock(QDateTime(QDate(2026, 1, 1), QTime(0, 1, 2)));
+    model.append(PipelineLog::make(clock, "one", "dim"));
+    model.append(PipelineLog::make(clock, "two"));
+    EXPECT_EQ(model.rowCount(), 2);
+    EXPECT_EQ(model.data(model.index(1), PipelineLogModel::TextRole).toString(), "two");
+    EXPECT_EQ(model.data(model.index(0), PipelineLogModel::ColorRole).toString(), "dim");
+    EXPECT_EQ(model.data(model.index(0), PipelineLogModel::TimestampRole).toString(), "01:02");
+    model.clear();
+    EXPECT_EQ(model.rowCount(), 0);
+}
