@@ -9,7 +9,8 @@ namespace ondrel {
 StepOperations allSteps();
 
 // A pipeline with every step in place.
-std::unique_ptr<LocalPipeline> makePipeline(PipelineEnvironment environment = PipelineEnvironment::platformDefault(),
-                                            QObject* parent = nullptr);
+std::unique_ptr<LocalPipeline>
+makePipeline(PipelineEnvironment environment = PipelineEnvironment::platformDefault(),
+             QObject* parent = nullptr);
 
 } // namespace ondrel

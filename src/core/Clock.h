@@ -14,7 +14,8 @@ public:
 
 class FixedClock final : public Clock {
 public:
-    explicit FixedClock(QDateTime t) : m_now(std::move(t)) {}
+    explicit FixedClock(QDateTime t)
+        : m_now(std::move(t)) {}
     QDateTime now() const override { return m_now; }
     void set(QDateTime t) { m_now = std::move(t); }
 

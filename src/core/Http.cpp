@@ -16,8 +16,7 @@ QCoro::Task<HttpResponse> sendHttp(QNetworkAccessManager& network, HttpRequest r
     req.setTransferTimeout(int(request.timeout.count()));
     req.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::NoLessSafeRedirectPolicy);
 
-    std::unique_ptr<QNetworkReply> reply(
-        network.sendCustomRequest(req, request.method, request.body));
+    std::unique_ptr<QNetworkReply> reply(network.sendCustomRequest(req, request.method, request.body));
     co_await reply.get();
 
     HttpResponse out;

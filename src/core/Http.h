@@ -18,7 +18,7 @@ struct HttpResponse {
     bool transportOk = false; // a status line came back
     int status = 0;           // HTTP status, 0 without one
     QByteArray body;
-    QString errorText;        // the transport failure's text ("timed out" and the like)
+    QString errorText; // the transport failure's text ("timed out" and the like)
     bool timedOut = false;
 };
 

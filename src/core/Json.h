@@ -35,7 +35,9 @@ template <class R, class M> constexpr FieldDesc<R, M> field(const char* key, M R
 template <class R> struct JsonFields;
 
 template <class R>
-concept JsonRecord = requires { JsonFields<R>::fields; };
+concept JsonRecord = requires {
+    JsonFields<R>::fields;
+};
 
 template <class T> struct IsOptional : std::false_type {};
 template <class T> struct IsOptional<std::optional<T>> : std::true_type {};
@@ -59,7 +61,8 @@ inline bool readJson(const Json& j, qint64& out) {
     if (j.is_number_float()) {
         // An integral value written with a fraction part (8.0) is still that integer; 8.5 is not.
         const double d = j.get<double>();
-        if (!std::isfinite(d) || std::trunc(d) != d || d < -9.2233720368547758e18 || d >= 9.2233720368547758e18)
+        if (!std::isfinite(d) || std::trunc(d) != d || d < -9.2233720368547758e18 ||
+            d >= 9.2233720368547758e18)
             return false;
         out = static_cast<qint64>(d);
         return true;
@@ -139,10 +142,18 @@ template <JsonRecord R> bool readJson(const Json& j, R& out) {
 
 // ---- writers --------------------------------------------------------------------------------
 
-inline Json toJson(double v) { return Json(v); }
-inline Json toJson(qint64 v) { return Json(static_cast<std::int64_t>(v)); }
-inline Json toJson(bool v) { return Json(v); }
-inline Json toJson(const QString& v) { return Json(v.toStdString()); }
+inline Json toJson(double v) {
+    return Json(v);
+}
+inline Json toJson(qint64 v) {
+    return Json(static_cast<std::int64_t>(v));
+}
+inline Json toJson(bool v) {
+    return Json(v);
+}
+inline Json toJson(const QString& v) {
+    return Json(v.toStdString());
+}
 
 template <class T> Json toJson(const QList<T>& list);
 template <JsonRecord R> Json toJson(const R& record);
@@ -202,6 +213,8 @@ template <class T> std::optional<T> decodeJson(const QByteArray& bytes) {
 }
 
 // The plain encoder: compact, declared key order.
-template <class T> std::optional<QByteArray> encodeJson(const T& value) { return dumpJson(toJson(value)); }
+template <class T> std::optional<QByteArray> encodeJson(const T& value) {
+    return dumpJson(toJson(value));
+}
 
 } // namespace ondrel

@@ -36,7 +36,9 @@ StepOperations StepOperations::absent() {
                         QString) -> QCoro::Task<std::optional<MiningResults>> { co_return std::nullopt; };
     s.assignSourceClips = [](LocalPipeline&, const MiningResults& r, const QStringList&) { return r; };
     s.wordLevelTranscribe = [](LocalPipeline&, MiningResults, QStringList,
-                               QString) -> QCoro::Task<QList<WordSegment>> { co_return QList<WordSegment>(); };
+                               QString) -> QCoro::Task<QList<WordSegment>> {
+        co_return QList<WordSegment>();
+    };
     s.saveExports = [](LocalPipeline&, const QString&, const MiningResults&, const TranscriptResult&,
                        const QList<WordSegment>&) { return QString(); };
     s.saveProject = [](LocalPipeline&, const QString&, const TranscriptResult&, const QStringList&,
@@ -107,7 +109,9 @@ void LocalPipeline::setProbeResults(QMap<QString, ProbeResult> probes) {
     emit probeResultsChanged();
 }
 
-void LocalPipeline::markStarted() { m_startTime = clock().now(); }
+void LocalPipeline::markStarted() {
+    m_startTime = clock().now();
+}
 
 void LocalPipeline::log(const QString& text, const QString& color) {
     m_logModel.append(PipelineLog::make(clock(), text, color));
@@ -120,7 +124,9 @@ void LocalPipeline::fail(const QString& message) {
     log(QStringLiteral("✗ ") + message, QStringLiteral("accent"));
 }
 
-void LocalPipeline::cancel() { m_cancelled = true; }
+void LocalPipeline::cancel() {
+    m_cancelled = true;
+}
 
 void LocalPipeline::reset() {
     setStep(PipelineStep::idle);
@@ -168,7 +174,9 @@ QCoro::Task<> LocalPipeline::run(QString timeline, MiningMode mode, double targe
     const QStringList mediaPaths = *found;
 
     setLastMediaPaths(mediaPaths);
-    log(QStringLiteral("✓ Connected — found %1 source clip%2").arg(mediaPaths.size()).arg(plural(mediaPaths.size())),
+    log(QStringLiteral("✓ Connected — found %1 source clip%2")
+            .arg(mediaPaths.size())
+            .arg(plural(mediaPaths.size())),
         QStringLiteral("green"));
     for (const QString& path : mediaPaths)
         log(QStringLiteral("  → ") + QFileInfo(path).fileName(), QStringLiteral("dim"));
@@ -210,7 +218,9 @@ QCoro::Task<> LocalPipeline::run(QString timeline, MiningMode mode, double targe
         const QStringList chunks = co_await m_steps.chunkAudio(*this, *audio);
         if (m_cancelled)
             co_return;
-        log(QStringLiteral("Split into %1 chunk%2 for Whisper").arg(chunks.size()).arg(plural(chunks.size())));
+        log(QStringLiteral("Split into %1 chunk%2 for Whisper")
+                .arg(chunks.size())
+                .arg(plural(chunks.size())));
 
         setStep(PipelineStep::transcribing);
         setProgress(0.15);
@@ -222,7 +232,9 @@ QCoro::Task<> LocalPipeline::run(QString timeline, MiningMode mode, double targe
         }
         if (m_cancelled)
             co_return;
-        log(QStringLiteral("%1 segments · %2 words").arg(transcript->segments.size()).arg(countWords(*transcript)));
+        log(QStringLiteral("%1 segments · %2 words")
+                .arg(transcript->segments.size())
+                .arg(countWords(*transcript)));
         m_steps.saveTranscriptCache(*this, *transcript, mediaPaths);
         setProgress(0.45);
     }
@@ -275,14 +287,14 @@ QCoro::Task<> LocalPipeline::runFromProject(SavedProject project, double targetM
     if (m_cancelled)
         co_return;
 
-    co_await finishStory(project.timeline, *analysis, transcript, project.mediaPaths, project.language, presetId,
-                         targetMinutes, /*fromProject=*/true);
+    co_await finishStory(project.timeline, *analysis, transcript, project.mediaPaths, project.language,
+                         presetId, targetMinutes, /*fromProject=*/true);
 }
 
-QCoro::Task<bool> LocalPipeline::finishStory(QString timeline, MiningResults analysis, TranscriptResult transcript,
-                                             QStringList mediaPaths, QString language,
-                                             std::optional<QString> presetId, double targetMinutes,
-                                             bool fromProject) {
+QCoro::Task<bool> LocalPipeline::finishStory(QString timeline, MiningResults analysis,
+                                             TranscriptResult transcript, QStringList mediaPaths,
+                                             QString language, std::optional<QString> presetId,
+                                             double targetMinutes, bool fromProject) {
     analysis = m_steps.assignSourceClips(*this, analysis, mediaPaths);
     log(QStringLiteral("💎 Found %1 acts · %2 moments")
             .arg(analysis.structure.acts.size())
@@ -292,7 +304,8 @@ QCoro::Task<bool> LocalPipeline::finishStory(QString timeline, MiningResults ana
     setProgress(0.7);
     setStep(PipelineStep::translating);
     log(QStringLiteral("⛏ Re-transcribing selected moments at word level..."), QStringLiteral("accent"));
-    const QList<WordSegment> words = co_await m_steps.wordLevelTranscribe(*this, analysis, mediaPaths, language);
+    const QList<WordSegment> words =
+        co_await m_steps.wordLevelTranscribe(*this, analysis, mediaPaths, language);
     // The re-mine path has no cancel test here.
     if (!fromProject && m_cancelled)
         co_return false;
@@ -320,12 +333,15 @@ QCoro::Task<bool> LocalPipeline::finishStory(QString timeline, MiningResults ana
 
     setProgress(1);
     setStep(PipelineStep::complete);
-    log(fromProject ? QStringLiteral("✓ Complete — new style applied!") : QStringLiteral("✓ Complete — we found gems!"),
+    log(fromProject ? QStringLiteral("✓ Complete — new style applied!")
+                    : QStringLiteral("✓ Complete — we found gems!"),
         QStringLiteral("green"));
     co_return true;
 }
 
-QCoro::Task<> LocalPipeline::auditTimeline(QString timeline) { co_await m_steps.auditTimeline(*this, timeline); }
+QCoro::Task<> LocalPipeline::auditTimeline(QString timeline) {
+    co_await m_steps.auditTimeline(*this, timeline);
+}
 
 QCoro::Task<std::optional<QStringList>> LocalPipeline::getMediaPaths(QString timeline) {
     co_return co_await m_steps.getTimelineMedia(*this, timeline);

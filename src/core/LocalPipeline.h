@@ -49,12 +49,14 @@ struct StepOperations {
     Fn<QCoro::Task<std::optional<TranscriptResult>>(LocalPipeline&, QStringList chunks, QString language)>
         transcribe;
     Fn<void(LocalPipeline&, const TranscriptResult&, const QStringList& mediaPaths)> saveTranscriptCache;
-    Fn<QString(const StyleSliders&, const std::optional<QString>& presetId, bool isMagicMode)> buildStylePrompt;
+    Fn<QString(const StyleSliders&, const std::optional<QString>& presetId, bool isMagicMode)>
+        buildStylePrompt;
     Fn<QCoro::Task<std::optional<MiningResults>>(LocalPipeline&, TranscriptResult, double targetMinutes,
                                                  QString language, QString stylePrompt)>
         analyzeStory;
     Fn<MiningResults(LocalPipeline&, const MiningResults&, const QStringList& mediaPaths)> assignSourceClips;
-    Fn<QCoro::Task<QList<WordSegment>>(LocalPipeline&, MiningResults, QStringList mediaPaths, QString language)>
+    Fn<QCoro::Task<QList<WordSegment>>(LocalPipeline&, MiningResults, QStringList mediaPaths,
+                                       QString language)>
         wordLevelTranscribe;
     Fn<QString(LocalPipeline&, const QString& timeline, const MiningResults&, const TranscriptResult&,
                const QList<WordSegment>&)>
@@ -191,6 +193,8 @@ private:
 };
 
 // "s" when the count is not 1.
-inline QString plural(qint64 n) { return n == 1 ? QString() : QStringLiteral("s"); }
+inline QString plural(qint64 n) {
+    return n == 1 ? QString() : QStringLiteral("s");
+}
 
 } // namespace ondrel

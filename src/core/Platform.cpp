@@ -26,7 +26,8 @@ AppPaths AppPaths::forHome(const QString& home) {
         p.exportsDir = home + "/Library/Application Support/OndrelManager/exports";
         p.pluginDir = "/Library/Application Support/Blackmagic Design/DaVinci Resolve/Workflow Integration "
                       "Plugins/com.tarnwell.ondrel";
-        p.resolveScriptApi = "/Library/Application Support/Blackmagic Design/DaVinci Resolve/Developer/Scripting";
+        p.resolveScriptApi =
+            "/Library/Application Support/Blackmagic Design/DaVinci Resolve/Developer/Scripting";
     } else {
         p.cacheDir = home + "/.cache/OndrelManager";
         p.exportsDir = home + "/.local/share/OndrelManager/exports";

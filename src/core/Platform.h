@@ -46,7 +46,8 @@ struct Endpoints {
     QString apiBase() const { return ondrelHost + QStringLiteral("/api/v1"); }
 
     // Read the way each vendor's SDK reads its own base-URL variable.
-    static Endpoints fromEnvironment(const QProcessEnvironment& env = QProcessEnvironment::systemEnvironment());
+    static Endpoints
+    fromEnvironment(const QProcessEnvironment& env = QProcessEnvironment::systemEnvironment());
 };
 
 } // namespace ondrel

@@ -32,8 +32,8 @@ QString pythonStringLiteral(const QString& text) {
 
 QString pythonProgram(const QString& body, const Json& args) {
     const std::string json = args.dump(-1, ' ', /*ensure_ascii=*/true, Json::error_handler_t::replace);
-    return QStringLiteral("import json\nARGS = json.loads(") + pythonStringLiteral(QString::fromStdString(json)) +
-           QStringLiteral(")\n") + body;
+    return QStringLiteral("import json\nARGS = json.loads(") +
+           pythonStringLiteral(QString::fromStdString(json)) + QStringLiteral(")\n") + body;
 }
 
 } // namespace ondrel

@@ -76,7 +76,8 @@ const ModeText kModes[] = {
      "Existing transcript → Analyze → Build", "blue"},
     {MiningMode::structure, "Structure", "Structure", "Organize marked selects → subtitle",
      "Your selects → Organize → Subtitle", "green"},
-    {MiningMode::audit, "Audit Mine", "Audit", "Compare existing timeline to full transcripts → find buried gold",
+    {MiningMode::audit, "Audit Mine", "Audit",
+     "Compare existing timeline to full transcripts → find buried gold",
      "Existing timeline → Compare to transcript → Find buried gold", "purple"},
 };
 
@@ -113,11 +114,21 @@ std::optional<MiningMode> fromRaw(const QString& raw) {
             return t.mode;
     return std::nullopt;
 }
-QString rawValue(MiningMode m) { return QString::fromUtf8(modeText(m).raw); }
-QString modeLabel(MiningMode m) { return QString::fromUtf8(modeText(m).label); }
-QString description(MiningMode m) { return QString::fromUtf8(modeText(m).description); }
-QString subtitle(MiningMode m) { return QString::fromUtf8(modeText(m).subtitle); }
-QString color(MiningMode m) { return QString::fromUtf8(modeText(m).color); }
+QString rawValue(MiningMode m) {
+    return QString::fromUtf8(modeText(m).raw);
+}
+QString modeLabel(MiningMode m) {
+    return QString::fromUtf8(modeText(m).label);
+}
+QString description(MiningMode m) {
+    return QString::fromUtf8(modeText(m).description);
+}
+QString subtitle(MiningMode m) {
+    return QString::fromUtf8(modeText(m).subtitle);
+}
+QString color(MiningMode m) {
+    return QString::fromUtf8(modeText(m).color);
+}
 } // namespace MiningModes
 
 namespace PipelineSteps {
@@ -159,7 +170,8 @@ qint64 countWords(const TranscriptResult& transcript) {
 QString SavedProject::id() const {
     // Integer part of the timestamp, towards zero.
     const double whole = std::trunc(createdAt);
-    const QString secs = std::isfinite(whole) ? QString::number(static_cast<qint64>(whole)) : QStringLiteral("0");
+    const QString secs =
+        std::isfinite(whole) ? QString::number(static_cast<qint64>(whole)) : QStringLiteral("0");
     return timeline + '_' + secs;
 }
 

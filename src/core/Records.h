@@ -316,10 +316,10 @@ struct StyleSliders {
 
 // ---- JSON field tables ---------------------------------------------------------------------
 
-#define ONDREL_FIELDS(R, ...)                                                                              \
-    template <> struct JsonFields<R> {                                                                     \
-        using Self = R;                                                                                    \
-        static constexpr auto fields = std::make_tuple(__VA_ARGS__);                                       \
+#define ONDREL_FIELDS(R, ...)                                                                                \
+    template <> struct JsonFields<R> {                                                                       \
+        using Self = R;                                                                                      \
+        static constexpr auto fields = std::make_tuple(__VA_ARGS__);                                         \
     };
 #define F(name) field(#name, &Self::name)
 

@@ -103,7 +103,7 @@ QCoro::Task<double> ToolRunner::getAudioDuration(QString path) const {
     const QString text = co_await runProcessOutput(m_tools.ffprobe, args);
     bool ok = false;
     const double d = text.trimmed().toDouble(&ok);
-    co_return ok && std::isfinite(d) ? d : 300.0;
+    co_return ok&& std::isfinite(d) ? d : 300.0;
 }
 
 QString KeyLookup::key(const QString& name) const {

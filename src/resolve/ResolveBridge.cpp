@@ -128,7 +128,8 @@ QCoro::Task<> ResolveBridge::connect() {
         setConnected(false);
         co_return;
     }
-    const ScriptOutcome outcome = co_await runPythonScript(program(QStringLiteral("bridge_connect.py"), Json::object()));
+    const ScriptOutcome outcome =
+        co_await runPythonScript(program(QStringLiteral("bridge_connect.py"), Json::object()));
     if (const auto* err = std::get_if<ResolveBridgeError>(&outcome)) {
         setStatus(QStringLiteral("Connection failed: ") + err->description());
         setConnected(false);
@@ -178,7 +179,8 @@ QCoro::Task<std::optional<QUrl>> ResolveBridge::extractAudio(QString timeline) {
     Json args = Json::object();
     args["timeline"] = timeline.toStdString();
     args["output_path"] = m_config.audioExportPath.toStdString();
-    const ScriptOutcome outcome = co_await runPythonScript(program(QStringLiteral("bridge_extract_audio.py"), args));
+    const ScriptOutcome outcome =
+        co_await runPythonScript(program(QStringLiteral("bridge_extract_audio.py"), args));
     if (const auto* err = std::get_if<ResolveBridgeError>(&outcome)) {
         qWarning().noquote() << "Failed to extract audio:" << err->description();
         co_return std::nullopt;
@@ -193,11 +195,12 @@ QCoro::Task<std::optional<ResolveBridgeError>> ResolveBridge::buildTimeline(Mini
     Q_UNUSED(results); // only the empty timeline is made here
     if (!m_isConnected)
         co_return ResolveBridgeError(ResolveBridgeError::Kind::notConnected);
-    const QString name = QStringLiteral("Ondrel Mining - ") +
-                         QLocale().toString(m_config.clock->now(), QLocale::ShortFormat);
+    const QString name =
+        QStringLiteral("Ondrel Mining - ") + QLocale().toString(m_config.clock->now(), QLocale::ShortFormat);
     Json args = Json::object();
     args["name"] = name.toStdString();
-    const ScriptOutcome outcome = co_await runPythonScript(program(QStringLiteral("bridge_build_timeline.py"), args));
+    const ScriptOutcome outcome =
+        co_await runPythonScript(program(QStringLiteral("bridge_build_timeline.py"), args));
     if (const auto* err = std::get_if<ResolveBridgeError>(&outcome))
         co_return *err;
     if (std::get<QString>(outcome).startsWith(QLatin1String("ERROR:")))

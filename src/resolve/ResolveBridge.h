@@ -77,8 +77,9 @@ class ResolveBridge : public QObject {
     Q_PROPERTY(QString statusMessage READ statusMessage NOTIFY statusMessageChanged)
 
 public:
-    explicit ResolveBridge(ResolveBridgeConfig config = ResolveBridgeConfig::fromPaths(AppPaths::platformDefault()),
-                           QObject* parent = nullptr);
+    explicit ResolveBridge(
+        ResolveBridgeConfig config = ResolveBridgeConfig::fromPaths(AppPaths::platformDefault()),
+        QObject* parent = nullptr);
 
     bool isConnected() const { return m_isConnected; }
     const std::optional<QString>& projectName() const { return m_projectName; }

@@ -2,6 +2,8 @@
 
 namespace ondrel {
 
-void installResolveSteps(StepOperations& steps) { Q_UNUSED(steps); }
+void installResolveSteps(StepOperations& steps) {
+    Q_UNUSED(steps);
+}
 
 } // namespace ondrel

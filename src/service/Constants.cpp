@@ -2,6 +2,8 @@
 
 namespace ondrel::Constants {
 
-QString versionLine() { return QStringLiteral("Ondrel Manager ") + QLatin1String(App::version); }
+QString versionLine() {
+    return QStringLiteral("Ondrel Manager ") + QLatin1String(App::version);
+}
 
 } // namespace ondrel::Constants

@@ -2,6 +2,8 @@
 
 namespace ondrel {
 
-QUrl mainQmlUrl() { return QUrl(QStringLiteral("qrc:/ondrel/qml/Main.qml")); }
+QUrl mainQmlUrl() {
+    return QUrl(QStringLiteral("qrc:/ondrel/qml/Main.qml"));
+}
 
 } // namespace ondrel

@@ -19,7 +19,9 @@ struct Line {
     bool operator==(const Line&) const = default;
 };
 
-void PrintTo(const Line& l, std::ostream* os) { *os << l.color.toStdString() << ": " << l.text.toStdString(); }
+void PrintTo(const Line& l, std::ostream* os) {
+    *os << l.color.toStdString() << ": " << l.text.toStdString();
+}
 
 TranscriptResult twoSegments() {
     return {{{0, 2, "hola que tal", "es"}, {2, 5, "muy  bien", "es"}}, "es"};
@@ -27,7 +29,8 @@ TranscriptResult twoSegments() {
 
 MiningResults story() {
     MiningResults r;
-    r.segments = {{1, 0, 2, "a.wav", "hola", "hello", QStringLiteral("Opening")}, {2, 2, 5, "a.wav", "bien", "fine", {}}};
+    r.segments = {{1, 0, 2, "a.wav", "hola", "hello", QStringLiteral("Opening")},
+                  {2, 2, 5, "a.wav", "bien", "fine", {}}};
     r.structure.acts = {{"Opening", {1, 2}}};
     r.estimatedDuration = 5;
     return r;
@@ -74,26 +77,31 @@ struct Script {
             hook(p, "chunk");
             co_return QStringList(chunks); // a copy: GCC 12 moves from a co_returned member
         };
-        s.transcribe = [this](LocalPipeline& p, QStringList, QString) -> QCoro::Task<std::optional<TranscriptResult>> {
+        s.transcribe = [this](LocalPipeline& p, QStringList,
+                              QString) -> QCoro::Task<std::optional<TranscriptResult>> {
             hook(p, "transcribe");
-            co_return std::optional<TranscriptResult>(transcript); // a copy: GCC 12 moves from a co_returned member
+            co_return std::optional<TranscriptResult>(
+                transcript); // a copy: GCC 12 moves from a co_returned member
         };
         s.saveTranscriptCache = [this](LocalPipeline& p, const TranscriptResult&, const QStringList&) {
             hook(p, "saveCache");
         };
-        s.buildStylePrompt = [](const StyleSliders&, const std::optional<QString>&, bool) { return QString("style"); };
+        s.buildStylePrompt = [](const StyleSliders&, const std::optional<QString>&, bool) {
+            return QString("style");
+        };
         s.analyzeStory = [this](LocalPipeline& p, TranscriptResult, double, QString,
                                 QString) -> QCoro::Task<std::optional<MiningResults>> {
             hook(p, "analyze");
-            co_return std::optional<MiningResults>(analysis); // a copy: GCC 12 moves from a co_returned member
+            co_return std::optional<MiningResults>(
+                analysis); // a copy: GCC 12 moves from a co_returned member
         };
         s.wordLevelTranscribe = [this](LocalPipeline& p, MiningResults, QStringList,
                                        QString) -> QCoro::Task<QList<WordSegment>> {
             hook(p, "words");
             co_return QList<WordSegment>(words); // a copy: GCC 12 moves from a co_returned member
         };
-        s.saveExports = [this](LocalPipeline& p, const QString&, const MiningResults&, const TranscriptResult&,
-                               const QList<WordSegment>&) {
+        s.saveExports = [this](LocalPipeline& p, const QString&, const MiningResults&,
+                               const TranscriptResult&, const QList<WordSegment>&) {
             hook(p, "exports");
             return QString("/exports/tl");
         };
@@ -120,7 +128,8 @@ protected:
 
     void SetUp() override {
         script.install(pipeline.steps());
-        QObject::connect(&pipeline, &LocalPipeline::progressChanged, [this] { progress << pipeline.progress(); });
+        QObject::connect(&pipeline, &LocalPipeline::progressChanged,
+                         [this] { progress << pipeline.progress(); });
         QObject::connect(&pipeline, &LocalPipeline::stepChanged, [this] {
             if (steps.isEmpty() || steps.last() != pipeline.step())
                 steps << pipeline.step();
@@ -179,13 +188,14 @@ TEST_F(PipelineRun, ModesRunTheSameStepsButForTheFirstLine) {
         EXPECT_EQ(lines(), expected);
         EXPECT_EQ(progress, (QList<double>{0.02, 0.035, 0.05, 0.05, 0.1, 0.15, 0.45, 0.7, 0.85, 1}));
         EXPECT_EQ(steps, (QList<PipelineStep>{PipelineStep::connecting, PipelineStep::extracting,
-                                             PipelineStep::chunking, PipelineStep::transcribing,
-                                             PipelineStep::analyzing, PipelineStep::translating,
-                                             PipelineStep::building, PipelineStep::complete}));
+                                              PipelineStep::chunking, PipelineStep::transcribing,
+                                              PipelineStep::analyzing, PipelineStep::translating,
+                                              PipelineStep::building, PipelineStep::complete}));
         EXPECT_EQ(pipeline.results(), story());
         EXPECT_EQ(pipeline.lastExportDir(), QStringLiteral("/exports/tl"));
         EXPECT_EQ(pipeline.lastMediaPaths(), (QStringList{"/m/a.wav", "/m/b.mov"}));
-        EXPECT_EQ(pipeline.buildResult(), QStringLiteral("✗ No response from Resolve")); // a failed build still completes
+        EXPECT_EQ(pipeline.buildResult(),
+                  QStringLiteral("✗ No response from Resolve")); // a failed build still completes
         EXPECT_EQ(pipeline.logs().first().timestamp, "42:07");
     }
 }
@@ -198,10 +208,11 @@ TEST_F(PipelineRun, EachFailureEndsInErrorWhereItsStepFails) {
         double progressAtFail;
         const char* lastCall;
     } cases[] = {
-        {"no media", [](Script& s) { s.media.reset(); }, "Could not find source media for timeline 'Say \"hi\" \\ o'",
-         0.02, "media"},
+        {"no media", [](Script& s) { s.media.reset(); },
+         "Could not find source media for timeline 'Say \"hi\" \\ o'", 0.02, "media"},
         {"no audio", [](Script& s) { s.audio.reset(); }, "Audio extraction failed", 0.05, "extract"},
-        {"every chunk failed", [](Script& s) { s.transcript.reset(); }, "Transcription failed", 0.15, "transcribe"},
+        {"every chunk failed", [](Script& s) { s.transcript.reset(); }, "Transcription failed", 0.15,
+         "transcribe"},
         {"no story", [](Script& s) { s.analysis.reset(); }, "Story analysis failed", 0.45, "analyze"},
     };
     for (const auto& c : cases) {
@@ -228,8 +239,8 @@ TEST_F(PipelineRun, CachedTranscriptSkipsMediaWork) {
                                           {"⛏ Claude analyzing story structure...", "accent"}}));
     EXPECT_FALSE(script.calls.contains("extract"));
     EXPECT_FALSE(script.calls.contains("saveCache"));
-    EXPECT_EQ(steps.mid(0, 3),
-              (QList<PipelineStep>{PipelineStep::connecting, PipelineStep::analyzing, PipelineStep::translating}));
+    EXPECT_EQ(steps.mid(0, 3), (QList<PipelineStep>{PipelineStep::connecting, PipelineStep::analyzing,
+                                                    PipelineStep::translating}));
     EXPECT_EQ(progress.mid(0, 4), (QList<double>{0.02, 0.035, 0.05, 0.45}));
     EXPECT_EQ(pipeline.step(), PipelineStep::complete);
 }
@@ -240,12 +251,8 @@ TEST_F(PipelineRun, CancelAloneStopsSilentlyAtTheNextTest) {
         const char* lastCall;
         int linesAfter; // lines logged after the cancelling step began
     } cases[] = {
-        {"media", "media", 0},
-        {"probe", "probe", 0},
-        {"extract", "extract", 0},
-        {"analyze", "analyze", 0},
-        {"words", "words", 0},
-        {"build", "build", 1}, // the build's own line lands before the cancel test
+        {"media", "media", 0}, {"probe", "probe", 0}, {"extract", "extract", 0}, {"analyze", "analyze", 0},
+        {"words", "words", 0}, {"build", "build", 1}, // the build's own line lands before the cancel test
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.step);
@@ -298,7 +305,8 @@ TEST_F(PipelineRun, ResetKeepsMediaProbesAndBuildResult) {
 }
 
 TEST_F(PipelineRun, RemineFromSavedProject) {
-    SavedProject project{"Cut \"A\"", 1700000000, "es", {"/m/a.wav"}, {{0, 2, "hola"}, {2, 3, "bien"}}, {}, {}, 4};
+    SavedProject project{"Cut \"A\"", 1700000000, "es", {"/m/a.wav"}, {{0, 2, "hola"}, {2, 3, "bien"}},
+                         {},          {},         4};
     script.words = {{0, {{"hola", 0, 1}}}};
     QCoro::waitFor(pipeline.runFromProject(project, 3, {}, QStringLiteral("warm"), "", false));
     EXPECT_EQ(lines(), (QList<Line>{
@@ -352,7 +360,8 @@ TEST_F(PipelineRun, RebuildNeedsResults) {
 
     pipeline.setResults(story());
     EXPECT_TRUE(QCoro::waitFor(pipeline.rebuildTimeline("x", {})));
-    EXPECT_EQ(lines(), (QList<Line>{{"Rebuilding timeline in Resolve...", "muted"}, {"✓ Timeline rebuilt", "green"}}));
+    EXPECT_EQ(lines(),
+              (QList<Line>{{"Rebuilding timeline in Resolve...", "muted"}, {"✓ Timeline rebuilt", "green"}}));
 }
 
 TEST(PipelineProject, LoadProjectCarriesLanguageToEverySegment) {

@@ -1,5 +1,5 @@
-#include "core/Clock.h"
 #include "core/Records.h"
+#include "core/Clock.h"
 
 #include <gtest/gtest.h>
 
@@ -10,7 +10,9 @@ namespace {
 const char* kSegment = R"({"index":3,"startTime":1.5,"endTime":4,"sourceClip":"source",
     "transcript":"hola","translation":"hello"%1})";
 
-QByteArray segmentJson(const char* extra) { return QString::fromUtf8(kSegment).arg(extra).toUtf8(); }
+QByteArray segmentJson(const char* extra) {
+    return QString::fromUtf8(kSegment).arg(extra).toUtf8();
+}
 
 QByteArray resultsWith(const QByteArray& segment) {
     return R"({"segments":[)" + segment +
@@ -55,7 +57,8 @@ TEST(RecordsJson, StrictDecodingRefusesWholeRecord) {
         {"string where a number belongs", resultsWith(segmentJson("").replace("1.5", "\"1.5\"")), false},
         {"fractional index", resultsWith(segmentJson("").replace("\"index\":3", "\"index\":3.5")), false},
         {"integral float index", resultsWith(segmentJson("").replace("\"index\":3", "\"index\":3.0")), true},
-        {"boolean as number", resultsWith(segmentJson("").replace("\"endTime\":4", "\"endTime\":true")), false},
+        {"boolean as number", resultsWith(segmentJson("").replace("\"endTime\":4", "\"endTime\":true")),
+         false},
         {"truncated text", resultsWith(segmentJson("")).left(40), false},
         {"not JSON at all", "Here is your story!", false},
         {"array instead of object", "[]", false},
@@ -72,7 +75,8 @@ TEST(RecordsJson, GoldMomentWeightMustBeInteger) {
     struct Case {
         const char* weight;
         std::optional<qint64> expected;
-    } cases[] = {{"8", 8}, {"8.5", std::nullopt}, {"-2", -2}, {"\"8\"", std::nullopt}, {"1e300", std::nullopt}};
+    } cases[] = {
+        {"8", 8}, {"8.5", std::nullopt}, {"-2", -2}, {"\"8\"", std::nullopt}, {"1e300", std::nullopt}};
     for (const auto& c : cases) {
         SCOPED_TRACE(c.weight);
         QByteArray json = base;
@@ -86,11 +90,13 @@ TEST(RecordsJson, GoldMomentWeightMustBeInteger) {
 }
 
 TEST(RecordsJson, KeyOrderFollowsDeclarationAndNonFiniteFailsEncoding) {
-    ProbeResult p{"/a/b.wav", "b.wav", 10, std::nullopt, std::nullopt, 48000, std::nullopt, "pcm_s24le",
-                  false,      true,    2,  24};
-    EXPECT_EQ(encodeJson(p).value(),
-              QByteArray(R"({"path":"/a/b.wav","filename":"b.wav","duration":10.0,"sampleRate":48000,)"
-                         R"("codec":"pcm_s24le","hasVideo":false,"hasAudio":true,"channels":2,"bitDepth":24})"));
+    ProbeResult p{
+        "/a/b.wav", "b.wav", 10, std::nullopt, std::nullopt, 48000, std::nullopt, "pcm_s24le", false,
+        true,       2,       24};
+    EXPECT_EQ(
+        encodeJson(p).value(),
+        QByteArray(R"({"path":"/a/b.wav","filename":"b.wav","duration":10.0,"sampleRate":48000,)"
+                   R"("codec":"pcm_s24le","hasVideo":false,"hasAudio":true,"channels":2,"bitDepth":24})"));
     p.duration = std::numeric_limits<double>::quiet_NaN();
     EXPECT_FALSE(encodeJson(p).has_value());
 }

@@ -47,7 +47,8 @@ TEST(ToolRunner, LargeOutputDoesNotStall) {
     TestHome home;
     const ToolRunner r = runner(home);
     // Far beyond a pipe's buffer: a reader that waits for exit first would hang here.
-    const QString out = QCoro::waitFor(r.runProcessOutput("/bin/sh", {"-c", "head -c 3000000 /dev/zero | tr '\\0' x"}));
+    const QString out =
+        QCoro::waitFor(r.runProcessOutput("/bin/sh", {"-c", "head -c 3000000 /dev/zero | tr '\\0' x"}));
     EXPECT_EQ(out.size(), 3000000);
 }
 
@@ -65,7 +66,8 @@ TEST(ToolRunner, EventLoopKeepsTurningWhileAChildRuns) {
 TEST(ToolRunner, RunPythonSetsModulePathAndReportsLaunchFailure) {
     TestHome home;
     const ToolRunner r = runner(home);
-    const auto out = QCoro::waitFor(r.runPython("import os, sys\nprint(os.environ['PYTHONPATH'])\nsys.exit(2)"));
+    const auto out =
+        QCoro::waitFor(r.runPython("import os, sys\nprint(os.environ['PYTHONPATH'])\nsys.exit(2)"));
     ASSERT_TRUE(out.has_value());
     EXPECT_EQ(*out, home.paths().resolveScriptLib + "\n"); // exit status not looked at
 
@@ -80,8 +82,8 @@ TEST(ToolRunner, AudioDurationFallsBackTo300) {
     TestHome home;
     const ToolRunner r = runner(home);
     const QString wav = home.path() + "/tone.wav";
-    ASSERT_TRUE(QCoro::waitFor(r.runProcess(r.tools().ffmpeg, {"-v", "quiet", "-f", "lavfi", "-i",
-                                                                "sine=frequency=440:duration=1.5", wav})));
+    ASSERT_TRUE(QCoro::waitFor(r.runProcess(
+        r.tools().ffmpeg, {"-v", "quiet", "-f", "lavfi", "-i", "sine=frequency=440:duration=1.5", wav})));
     EXPECT_NEAR(QCoro::waitFor(r.getAudioDuration(wav)), 1.5, 0.01);
     writeFile(home.path() + "/junk.wav", "not audio");
     EXPECT_EQ(QCoro::waitFor(r.getAudioDuration(home.path() + "/junk.wav")), 300.0);
@@ -101,10 +103,12 @@ TEST(KeyLookup, EnvironmentFirstThenFirstZshrcLine) {
         {"double quotes removed", std::nullopt, "export OPENAI_API_KEY=\"abc\"\n", "abc"},
         {"single quotes kept", std::nullopt, "export OPENAI_API_KEY='abc'\n", "'abc'"},
         {"first match wins", std::nullopt, "export OPENAI_API_KEY=one\nexport OPENAI_API_KEY=two\n", "one"},
-        {"empty first match gives nothing", std::nullopt, "export OPENAI_API_KEY=\nexport OPENAI_API_KEY=two\n", ""},
-        {"commented line still counts", std::nullopt, "# export OPENAI_API_KEY=abc\nexport OPENAI_API_KEY=x\n",
-         "# abc"},
-        {"other names passed over", std::nullopt, "export ANTHROPIC_API_KEY=zz\n  export OPENAI_API_KEY= k1 \n", "k1"},
+        {"empty first match gives nothing", std::nullopt,
+         "export OPENAI_API_KEY=\nexport OPENAI_API_KEY=two\n", ""},
+        {"commented line still counts", std::nullopt,
+         "# export OPENAI_API_KEY=abc\nexport OPENAI_API_KEY=x\n", "# abc"},
+        {"other names passed over", std::nullopt,
+         "export ANTHROPIC_API_KEY=zz\n  export OPENAI_API_KEY= k1 \n", "k1"},
         {"CRLF trimmed", std::nullopt, "export OPENAI_API_KEY=abc\r\n", "abc"},
         {"environment wins", QString("envkey"), "export OPENAI_API_KEY=abc\n", "envkey"},
         {"empty environment does not fall back", QString(""), "export OPENAI_API_KEY=abc\n", ""},

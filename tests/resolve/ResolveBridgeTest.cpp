@@ -1,6 +1,6 @@
 // The bridge against the fake Resolve module: real python3, real programs.
-#include "core/PythonProgram.h"
 #include "resolve/ResolveBridge.h"
+#include "core/PythonProgram.h"
 #include "support/TestEnv.h"
 
 #include <QCoroTask>
@@ -38,7 +38,8 @@ struct Bridge {
     TestHome home;
     ResolveBridge bridge;
 
-    explicit Bridge(QStringList pythons = {"/usr/bin/python3"}) : bridge(config(home, std::move(pythons))) {}
+    explicit Bridge(QStringList pythons = {"/usr/bin/python3"})
+        : bridge(config(home, std::move(pythons))) {}
 
     static ResolveBridgeConfig config(const TestHome& home, QStringList pythons) {
         ResolveBridgeConfig c = ResolveBridgeConfig::fromPaths(home.paths());
@@ -47,7 +48,9 @@ struct Bridge {
         return c;
     }
 
-    QJsonDocument fakeState() const { return QJsonDocument::fromJson(ondrel::test::readFile(home.resolveStateFile())); }
+    QJsonDocument fakeState() const {
+        return QJsonDocument::fromJson(ondrel::test::readFile(home.resolveStateFile()));
+    }
 };
 
 } // namespace
@@ -79,14 +82,15 @@ TEST(ResolveBridge, ConnectOutcomes) {
         QString status;
         std::optional<QString> project;
     } cases[] = {
-        {"running with a project", state(project("  Interviews  ", {}), "\"  Interviews  \""), true, "Connected to Interviews",
-         QString("Interviews")},
+        {"running with a project", state(project("  Interviews  ", {}), "\"  Interviews  \""), true,
+         "Connected to Interviews", QString("Interviews")},
         // The raw code shows: the comparison is made before trimming print's newline.
-        {"not running", state(project("Interviews", {}), "null", false), false, "NOT_CONNECTED\n", std::nullopt},
+        {"not running", state(project("Interviews", {}), "null", false), false, "NOT_CONNECTED\n",
+         std::nullopt},
         {"no state at all", std::nullopt, false, "NOT_CONNECTED\n", std::nullopt},
         {"no project", state(project("Interviews", {}), "null"), false, "NO_PROJECT\n", std::nullopt},
-        {"project named like an error", state(project("ERROR:weird", {}), "\"ERROR:weird\""), false, "weird\n",
-         std::nullopt},
+        {"project named like an error", state(project("ERROR:weird", {}), "\"ERROR:weird\""), false,
+         "weird\n", std::nullopt},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
@@ -181,9 +185,11 @@ TEST(ResolveBridge, BuildTimelineNamesByTimeAndRefusesDuplicates) {
 TEST(ResolveBridgeError, Descriptions) {
     using K = ResolveBridgeError::Kind;
     EXPECT_EQ(ResolveBridgeError(K::scriptExecutionFailed, "x").description(), "Script execution failed: x");
-    EXPECT_EQ(ResolveBridgeError(K::pythonNotFound).description(), "Python3 not found. Please install Python 3.");
+    EXPECT_EQ(ResolveBridgeError(K::pythonNotFound).description(),
+              "Python3 not found. Please install Python 3.");
     EXPECT_EQ(ResolveBridgeError(K::noCurrentProject).description(), "No current project in DaVinci Resolve");
-    EXPECT_EQ(ResolveBridgeError(K::audioExtractionFailed).description(), "Failed to extract audio from timeline");
+    EXPECT_EQ(ResolveBridgeError(K::audioExtractionFailed).description(),
+              "Failed to extract audio from timeline");
 }
 
 TEST(ProtocolLines, PrefixesRemovedEverywhereInTheLine) {

@@ -11,9 +11,13 @@ FakeHttpServer::FakeHttpServer() {
     connect(&m_server, &QTcpServer::newConnection, this, &FakeHttpServer::onConnection);
 }
 
-FakeHttpServer::~FakeHttpServer() { m_server.close(); }
+FakeHttpServer::~FakeHttpServer() {
+    m_server.close();
+}
 
-QString FakeHttpServer::baseUrl() const { return QStringLiteral("http://127.0.0.1:%1").arg(port()); }
+QString FakeHttpServer::baseUrl() const {
+    return QStringLiteral("http://127.0.0.1:%1").arg(port());
+}
 
 void FakeHttpServer::enqueue(const QByteArray& path, ScriptedResponse response) {
     m_routes[path].push_back(std::move(response));

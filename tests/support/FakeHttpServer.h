@@ -14,7 +14,7 @@ namespace ondrel::test {
 
 struct RecordedRequest {
     QByteArray method;
-    QByteArray path; // with its query
+    QByteArray path;                      // with its query
     QMap<QByteArray, QByteArray> headers; // names in lower case
     QByteArray body;
 
@@ -25,7 +25,7 @@ struct ScriptedResponse {
     int status = 200;
     QByteArray body;
     QByteArray contentType = "application/json";
-    int delayMs = 0;          // wait before answering
+    int delayMs = 0;             // wait before answering
     bool dropConnection = false; // close without answering
 };
 

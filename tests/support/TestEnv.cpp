@@ -6,8 +6,12 @@
 
 namespace ondrel::test {
 
-QString fixturesDir() { return QStringLiteral(ONDREL_FIXTURES_DIR); }
-QString fakeResolveModuleDir() { return fixturesDir() + QStringLiteral("/resolve"); }
+QString fixturesDir() {
+    return QStringLiteral(ONDREL_FIXTURES_DIR);
+}
+QString fakeResolveModuleDir() {
+    return fixturesDir() + QStringLiteral("/resolve");
+}
 
 bool writeFile(const QString& path, const QByteArray& bytes) {
     QDir().mkpath(QFileInfo(path).absolutePath());
@@ -49,6 +53,8 @@ PipelineEnvironment TestHome::pipelineEnvironment(const Clock* clock) const {
     return e;
 }
 
-void TestHome::setResolveState(const QByteArray& json) const { writeFile(resolveStateFile(), json); }
+void TestHome::setResolveState(const QByteArray& json) const {
+    writeFile(resolveStateFile(), json);
+}
 
 } // namespace ondrel::test
