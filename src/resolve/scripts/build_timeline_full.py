@@ -1,0 +1,269 @@
+# The full build: places the story's moments on a new timeline, adds chapter markers and
+# writes the translations as subtitle cards (an SRT file). Only the places that say so guard
+# against exceptions; anything else ends the program with its traceback on stderr.
+import sys
+import os
+import json
+import time
+sys.path.append(ARGS["module_dir"])
+import DaVinciResolveScript as dvr
+
+
+def write_text(path, text):
+    # Replace the file in one step so a reader never sees half of it.
+    tmp = path + ".tmp"
+    with open(tmp, "w", encoding="utf-8") as f:
+        f.write(text)
+    os.replace(tmp, path)
+
+
+resolve = dvr.scriptapp("Resolve")
+if not resolve:
+    print("ERROR:Resolve not connected")
+    sys.exit(0)
+pm = resolve.GetProjectManager()
+proj = pm.GetCurrentProject()
+mp = proj.GetMediaPool()
+
+fps = 24.0
+current = proj.GetCurrentTimeline()
+if current and current.GetSetting("timelineFrameRate"):
+    fps = float(current.GetSetting("timelineFrameRate"))
+print(f"LOG:Using default fps={fps}")
+
+segments = json.load(open(ARGS["segments_path"], encoding='utf-8'))
+print(f"LOG:Loaded {len(segments)} segments")
+
+# --- find the source clips -------------------------------------------------------------
+probe_path = os.path.join(ARGS["cache_dir"], "probe_results.json")
+probe_data = {}
+media_paths = []
+if os.path.exists(probe_path):
+    probe_data = json.load(open(probe_path, encoding='utf-8'))
+    print(f"LOG:Loaded probe data for {len(probe_data)} files")
+    entries = sorted(probe_data.values(), key=lambda e: e.get("startTimecodeSeconds") or 0)
+    media_paths = [e["path"] for e in entries]
+else:
+    print("LOG:No probe cache found, using media pool discovery")
+
+pool = []
+
+
+def scan(folder):
+    for item in folder.GetClipList() or []:
+        props = item.GetClipProperty() or {}
+        pool.append((props.get("File Path", "") or "", item, props))
+    for sub in folder.GetSubFolderList() or []:
+        scan(sub)
+
+
+scan(mp.GetRootFolder())
+
+wanted = set(os.path.basename(p) for p in media_paths)
+source = {}
+for path, item, props in pool:
+    name = os.path.basename(path)
+    if name in wanted:
+        source[name] = (item, props)
+        if props.get("FPS"):
+            try:
+                fps = float(props["FPS"])
+                print(f"LOG:Clip fps={fps}")
+            except (TypeError, ValueError):
+                pass
+print(f"LOG:Matched {len(source)} source clips")
+
+if not source:
+    print("LOG:No exact match — auto-discovering audio clips in media pool...")
+    for path, item, props in pool:
+        parts = str(props.get("Duration", "00:00:00:00")).replace(";", ":").split(":")
+        dur_s = int(parts[0]) * 3600 + int(parts[1]) * 60 + int(parts[2]) if len(parts) == 4 else 0
+        is_audio = "audio" in str(props.get("Type", "")).lower() or \
+            path.lower().endswith((".wav", ".mp3", ".aiff", ".flac"))
+        if dur_s > 60 and is_audio:
+            name = os.path.basename(path)
+            source[name] = (item, props)
+            if props.get("FPS"):
+                try:
+                    fps = float(props["FPS"])
+                except (TypeError, ValueError):
+                    pass
+            print(f"LOG:Auto-discovered: {name} ({dur_s}s)")
+    print(f"LOG:Auto-discovered {len(source)} audio clips")
+
+
+def tc_to_sec(tc):
+    parts = str(tc).replace(";", ":").split(":")
+    if len(parts) != 4:
+        return 0.0
+    h, m, s, f = (int(p) for p in parts)
+    return h * 3600 + m * 60 + s + f / fps
+
+
+def sec_to_tc(sec):
+    whole = int(sec)
+    frames = int((sec - whole) * fps)
+    return f"{whole // 3600:02d}:{(whole % 3600) // 60:02d}:{whole % 60:02d}:{frames:02d}"
+
+
+def srt_time(sec):
+    whole = int(sec)
+    ms = int((sec - whole) * 1000)
+    return f"{whole // 3600:02d}:{(whole % 3600) // 60:02d}:{whole % 60:02d},{ms:03d}"
+
+
+# --- lay the clips out on the transcript's clock -------------------------------------------
+clip_order = sorted(source.keys())
+offset_map = []
+if probe_data:
+    rows = []
+    for name in clip_order:
+        entry = probe_data.get(name) or {}
+        tc = entry.get("startTimecodeSeconds") or 0
+        duration = entry.get("duration")
+        if duration is None:
+            duration = tc_to_sec(source[name][1].get("Duration", "00:00:00:00"))
+        if entry.get("fps"):
+            fps = entry["fps"]
+        rows.append((tc, duration, name))
+    rows.sort(key=lambda r: r[0])
+    running = 0.0
+    for tc, duration, name in rows:
+        if duration < 10:
+            print(f"LOG:Skipping short clip {name} ({duration:.1f}s)")
+            continue
+        offset_map.append((source[name][0], running, running + duration, name))
+        print(f"LOG:{name}: duration={duration:.0f}s, transcript={running:.0f}-{running + duration:.0f}s")
+        running += duration
+else:
+    running = 0.0
+    for name in clip_order:
+        duration = tc_to_sec(source[name][1].get("Duration", "00:00:00:00"))
+        if duration < 10:
+            continue
+        offset_map.append((source[name][0], running, running + duration, name))
+        print(f"LOG:{name}: transcript {running:.0f}-{running + duration:.0f}s ({duration:.0f}s)")
+        running += duration
+
+# --- create the timeline ---------------------------------------------------------------
+tl_name_full = ARGS["name"] + " — " + time.strftime("%I:%M %p")
+tl = mp.CreateEmptyTimeline(tl_name_full)
+if not tl:
+    tl_name_full = ARGS["name"] + " — " + time.strftime("%I:%M:%S %p")
+    tl = mp.CreateEmptyTimeline(tl_name_full)
+    if not tl:
+        print("ERROR:Could not create timeline — try deleting existing Ondrel Build timelines in Resolve")
+        sys.exit(0)
+proj.SetCurrentTimeline(tl)
+print(f"LOG:Created timeline: {tl_name_full}")
+
+# --- place the clips: In and Out on the pool item, then the whole item -----------------------
+appended = 0
+for seg_idx, seg in enumerate(segments):
+    st = seg["startTime"]
+    et = seg["endTime"]
+    source_clip = seg.get("sourceClip", "source")
+    entry = None
+    if source_clip and source_clip != "source":
+        stem = os.path.splitext(source_clip)[0]
+        for e in offset_map:
+            if e[3] == source_clip or os.path.splitext(e[3])[0] == stem:
+                entry = e
+                break
+    if entry is None:
+        for e in offset_map:
+            if e[1] <= st < e[2]:
+                entry = e
+                break
+    if entry is None and offset_map:
+        entry = offset_map[-1]
+    if entry is None:
+        print(f"LOG:SKIP seg {seg_idx}: no matching clip for t={st:.1f}s clip={source_clip}")
+        continue
+    item = entry[0]
+    file_rel_start = st - entry[1]
+    file_rel_end = et - entry[1]
+    start_tc = tc_to_sec((item.GetClipProperty() or {}).get("Start TC", "00:00:00:00"))
+    item.SetClipProperty("In", sec_to_tc(start_tc + file_rel_start))
+    item.SetClipProperty("Out", sec_to_tc(start_tc + file_rel_end))
+    if mp.AppendToTimeline([item]):
+        appended += 1
+
+# --- restore the clips and read the positions back ---------------------------------------
+for name, (item, props) in source.items():
+    try:
+        item.SetClipProperty("In", props.get("Start TC", "00:00:00:00"))
+        item.SetClipProperty("Out", props.get("End TC", "01:00:00:00"))
+    except Exception:
+        pass
+
+# Item positions include the timeline's start frame; markers count from the first frame.
+tl_start_offset = tl.GetStartFrame()
+positions = []
+items = tl.GetItemListInTrack("audio", 1)
+if items:
+    for i, it in enumerate(items):
+        if i >= len(segments):
+            break
+        positions.append(((it.GetStart() - tl_start_offset) / fps, (it.GetEnd() - tl_start_offset) / fps,
+                          segments[i].get("translation") or "", segments[i].get("chapter") or ""))
+    print(f"LOG:Read {len(positions)} clip positions from timeline")
+
+# --- chapter markers and subtitle cards --------------------------------------------------
+colors = ["Sand", "Green", "Purple", "Red", "Cream", "Cyan", "Lavender", "Yellow", "Pink", "Blue"]
+last_chapter = None
+chapter_idx = 0
+srt_lines = []
+cards = 0
+for start_sec, end_sec, translation, chapter in positions:
+    seg_duration = end_sec - start_sec
+    if chapter and chapter != last_chapter:
+        try:
+            tl.AddMarker(int(start_sec * fps), colors[chapter_idx % 10], chapter, translation[:50],
+                         max(1, int(seg_duration * fps)))
+        except Exception:
+            pass
+        last_chapter = chapter
+        chapter_idx += 1
+    words = translation.split()
+    if not words:
+        continue
+    num_cards = max(1, round(seg_duration / 3.5))
+    words_per_card = max(3, len(words) // num_cards)
+    card_duration = seg_duration / num_cards
+    if card_duration < 2.0:
+        card_duration = 2.5
+        num_cards = max(1, int(seg_duration / 2.5))
+        words_per_card = max(3, len(words) // num_cards)
+    word_idx = 0
+    card_num = 0
+    while word_idx < len(words):
+        end_idx = min(word_idx + words_per_card, len(words))
+        for k in range(end_idx - 1, word_idx, -1):
+            if words[k].endswith((".", ",", ";", ":", "—", "...")):
+                end_idx = k + 1
+                break
+        text = " ".join(words[word_idx:end_idx])
+        card_start = start_sec + card_num * card_duration
+        card_end = min(card_start + card_duration, end_sec)
+        if card_end - card_start >= 1.0:
+            cards += 1
+            srt_lines += [str(cards), f"{srt_time(card_start)} --> {srt_time(card_end)}", text, ""]
+        word_idx = end_idx
+        card_num += 1
+
+# --- write the subtitles and finish -------------------------------------------------------
+srt_text = "\n".join(srt_lines)
+srt_path = os.path.join(ARGS["cache_dir"], f"subs_{int(time.time())}.srt")
+write_text(srt_path, srt_text)
+exports_dir = ARGS["exports_dir"]
+if os.path.exists(exports_dir):
+    try:
+        newest = sorted(os.listdir(exports_dir), reverse=True)[0]
+        write_text(os.path.join(exports_dir, newest, "subtitles.srt"), srt_text)
+        print(f"LOG:Updated export SRT: {newest}/subtitles.srt")
+    except Exception:
+        pass
+print(f"LOG:SRT saved to {srt_path} (import disabled, use File > Import > Subtitle)")
+print(f"LOG:Generated {cards} subtitle cards")
+print(f"SUCCESS:{appended}/{len(segments)} clips appended")

@@ -1,0 +1,281 @@
+// The two timeline programs, run for real against the fake Resolve.
+#include "resolve/ResolveSteps.h"
+#include "support/TestEnv.h"
+
+#include <QCoroTask>
+#include <QDir>
+
+#include <gtest/gtest.h>
+
+using namespace ondrel;
+using ondrel::test::readFile;
+using ondrel::test::TestHome;
+using ondrel::test::writeFile;
+
+namespace {
+
+struct Clip {
+    const char* name;
+    const char* duration; // "HH:MM:SS:FF" at 24 fps
+    const char* type;
+    const char* startTc = "00:00:00:00";
+};
+
+Json poolClip(const QString& dir, const Clip& c) {
+    const std::string path = (dir + "/" + c.name).toStdString();
+    return Json{{"id", "clip:" + path},
+                {"name", c.name},
+                {"properties",
+                 {{"File Path", path},
+                  {"FPS", 24.0},
+                  {"Duration", c.duration},
+                  {"Type", c.type},
+                  {"Start TC", c.startTc}}}};
+}
+
+Json resolveState(const QString& dir, const QList<Clip>& clips, bool running = true) {
+    Json list = Json::array();
+    for (const Clip& c : clips)
+        list.push_back(poolClip(dir, c));
+    return Json{{"running", running},
+                {"currentProject", "Interviews"},
+                {"projects",
+                 {{"Interviews",
+                   {{"timelines", Json::array()},
+                    {"mediaPool", {{"root", {{"name", "Master"}, {"clips", list}}}}}}}}}};
+}
+
+StorySegment segment(qint64 index, double start, double end, const char* clip, const char* translation,
+                     std::optional<QString> chapter = std::nullopt) {
+    return {index, start, end, clip, "t", translation, std::move(chapter)};
+}
+
+class TimelineBuild : public ::testing::Test {
+public:
+    TestHome home;
+    FixedClock clock{QDateTime(QDate(2026, 2, 3), QTime(15, 45, 0))};
+    LocalPipeline pipeline{home.pipelineEnvironment(&clock)};
+    QString media = home.path() + "/media";
+
+    void SetUp() override {
+        QDir().mkpath(home.paths().cacheDir);
+        installResolveSteps(pipeline.steps());
+    }
+
+    void setState(const Json& state) { home.setResolveState(QByteArray::fromStdString(state.dump())); }
+    Json state() const { return Json::parse(readFile(home.resolveStateFile()).toStdString()); }
+    Json timeline(int index = 0) const { return state()["projects"]["Interviews"]["timelines"][index]; }
+
+    void writeSegments(const QList<StorySegment>& segs) {
+        writeFile(home.paths().cacheDir + "/segments.json", encodeJson(segs).value());
+    }
+
+    void writeProbes(const Json& probes) {
+        writeFile(home.paths().cacheDir + "/probe_results.json", QByteArray::fromStdString(probes.dump(2)));
+    }
+
+    QStringList logTexts() const {
+        QStringList out;
+        for (const auto& l : pipeline.logs())
+            out << l.text;
+        return out;
+    }
+
+    QString srtWritten() const {
+        const QStringList subs = QDir(home.paths().cacheDir).entryList({"subs_*.srt"});
+        return subs.size() == 1 ? QString::fromUtf8(readFile(home.paths().cacheDir + "/" + subs[0]))
+                                : QString();
+    }
+};
+
+} // namespace
+
+TEST_F(TimelineBuild, FullBuildPlacesMomentsMarksChaptersAndWritesCards) {
+    setState(resolveState(media, {{"a.wav", "00:02:00:00", "Audio"},
+                                  {"b.wav", "00:03:20:00", "Audio"},
+                                  {"short.wav", "00:00:05:00", "Audio"}}));
+    // b.wav comes first by timecode, so it starts the transcript's clock.
+    writeProbes(Json{{"a.wav",
+                      {{"path", (media + "/a.wav").toStdString()},
+                       {"duration", 120.0},
+                       {"startTimecodeSeconds", 7200.0},
+                       {"fps", nullptr}}},
+                     {"b.wav",
+                      {{"path", (media + "/b.wav").toStdString()},
+                       {"duration", 200.0},
+                       {"startTimecodeSeconds", 3600.0},
+                       {"fps", nullptr}}},
+                     {"short.wav",
+                      {{"path", (media + "/short.wav").toStdString()},
+                       {"duration", 5.0},
+                       {"startTimecodeSeconds", nullptr},
+                       {"fps", nullptr}}}});
+    writeSegments(
+        {segment(1, 10, 30, "b.wav", "Two words", QStringLiteral("Arrival")),
+         segment(2, 210, 213, "a", "We came here in the winter, all of us.", QStringLiteral("Arrival")),
+         segment(3, 100, 101.9, "source", "Past the end", QStringLiteral("Leaving"))});
+    // An older and a newer export folder: only the newest gets the new subtitles.
+    writeFile(home.paths().exportsDir + "/A cut/subtitles.srt", "old");
+    writeFile(home.paths().exportsDir + "/B cut/subtitles.srt", "old");
+
+    QCoro::waitFor(buildTimelineFromSegmentsFile(pipeline));
+
+    EXPECT_EQ(pipeline.buildResult(), QStringLiteral("✓ 3/3 clips appended"));
+    const QStringList log = logTexts();
+    EXPECT_EQ(log.first(), "Building timeline in Resolve...");
+    EXPECT_TRUE(log.contains("  Skipping short clip short.wav (5.0s)"));
+    EXPECT_TRUE(log.contains("  b.wav: duration=200s, transcript=0-200s"));
+    EXPECT_TRUE(log.contains("  a.wav: duration=120s, transcript=200-320s"));
+    EXPECT_EQ(log.last(), "  ✓ 3/3 clips appended");
+
+    const Json tl = timeline();
+    EXPECT_TRUE(QString::fromStdString(tl["name"]).startsWith("Ondrel Build — "));
+    const Json& items = tl["tracks"]["audio"][0];
+    ASSERT_EQ(items.size(), 3u);
+    // In/Out from the file-relative times: b.wav 10-30 s, a.wav 10-13 s, the last moment in the last clip.
+    EXPECT_EQ(items[0]["sourceStart"], 240);
+    EXPECT_EQ(items[1]["name"], "a.wav");
+    // The pool clips got their In and Out back.
+    for (const auto& clip : state()["projects"]["Interviews"]["mediaPool"]["root"]["clips"])
+        EXPECT_TRUE(clip["marks"].empty() || clip["marks"]["audio"]["in"] == 0) << clip.dump();
+
+    // One marker a chapter change, on the read-back position, first colour a valid marker colour.
+    const Json markers = tl["markers"];
+    ASSERT_EQ(markers.size(), 2u) << markers.dump();
+    ASSERT_TRUE(markers.contains("0"));
+    EXPECT_EQ(markers["0"]["name"], "Arrival");
+    EXPECT_EQ(markers["0"]["color"], "Sand");
+    EXPECT_EQ(markers["0"]["note"], "Two words");
+    EXPECT_EQ(markers["0"]["duration"], 481); // the Out frame is part of the clip
+    ASSERT_TRUE(markers.contains("554"));
+    EXPECT_EQ(markers["554"]["color"], "Green"); // after 481 + 73 placed frames
+
+    // Two words over 20 s: one card for the first card length only. A 3 s moment: one card.
+    // A 1.9 s moment: cards of 2.5 s, ending at the moment's end. Times are read back from the
+    // timeline, where each Out frame is part of its clip.
+    EXPECT_EQ(srtWritten(),
+              QString::fromUtf8("1\n00:00:00,000 --> 00:00:03,340\nTwo words\n\n"
+                                "2\n00:00:20,041 --> 00:00:23,083\nWe came here in the winter, all of us.\n\n"
+                                "3\n00:00:23,083 --> 00:00:25,000\nPast the end\n"));
+    EXPECT_EQ(readFile(home.paths().exportsDir + "/B cut/subtitles.srt"), srtWritten().toUtf8());
+    EXPECT_EQ(readFile(home.paths().exportsDir + "/A cut/subtitles.srt"), "old");
+    EXPECT_TRUE(
+        QString::fromUtf8(readFile(home.paths().cacheDir + "/build_output.txt")).startsWith("STDOUT:\nLOG:"));
+}
+
+TEST_F(TimelineBuild, ElevenChaptersWrapTheColours) {
+    setState(resolveState(media, {{"a.wav", "00:10:00:00", "Audio"}}));
+    QList<StorySegment> segs;
+    for (int i = 0; i < 11; ++i)
+        segs << segment(i, i * 10, i * 10 + 5, "a.wav", "", QStringLiteral("Chapter %1").arg(i));
+    writeSegments(segs);
+    QCoro::waitFor(buildTimelineFromSegmentsFile(pipeline));
+    const Json tl = timeline();
+    QStringList colours;
+    for (const auto& [frame, marker] : tl["markers"].items())
+        colours << QString::fromStdString(marker["color"]);
+    EXPECT_EQ(colours.size(), 11);
+    EXPECT_EQ(colours.count("Sand"), 2);
+}
+
+TEST_F(TimelineBuild, FailuresReachLogAndResult) {
+    struct Case {
+        const char* name;
+        std::function<void(TimelineBuild&)> arrange;
+        QString lastLog;
+        QString result;
+    } cases[] = {
+        {"no segments file", [](TimelineBuild&) {}, "✗ No segments file found", "✗ No segments file found"},
+        {"Resolve not running",
+         [](TimelineBuild& t) {
+             t.writeSegments({segment(1, 0, 5, "a.wav", "x")});
+             t.setState(resolveState(t.media, {}, false));
+         },
+         "  ✗ Resolve not connected", "✗ Resolve not connected"},
+        {"no clip anywhere: every moment skipped",
+         [](TimelineBuild& t) {
+             t.writeSegments({segment(1, 0, 5, "a.wav", "x")});
+             t.setState(resolveState(t.media, {{"clip.mov", "00:00:30:00", "Video"}}));
+         },
+         "  ✓ 0/1 clips appended", "✓ 0/1 clips appended"},
+        {"program dies after some lines",
+         [](TimelineBuild& t) {
+             writeFile(t.home.paths().cacheDir + "/segments.json", "[{\"startTime\": \"x\"}]");
+             t.setState(resolveState(t.media, {{"a.wav", "00:10:00:00", "Audio"}}));
+         },
+         "  Created timeline: Ondrel Build — ", "✗ No response from Resolve"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        QFile::remove(home.paths().cacheDir + "/segments.json");
+        pipeline.reset();
+        c.arrange(*this);
+        QCoro::waitFor(buildTimelineFromSegmentsFile(pipeline));
+        EXPECT_TRUE(logTexts().last().startsWith(c.lastLog)) << logTexts().last().toStdString();
+        EXPECT_EQ(pipeline.buildResult(), c.result);
+    }
+}
+
+TEST_F(TimelineBuild, InterpreterProblems) {
+    writeSegments({segment(1, 0, 5, "a.wav", "x")});
+    struct Case {
+        const char* python;
+        QStringList log;
+        QString result;
+    } cases[] = {
+        {"/nonexistent/python3", {}, "✗ Python failed: "},
+        {"/bin/true",
+         {"✗ Python returned no output"},
+         "✗ Python returned no output — check Resolve connection"},
+    };
+    for (const auto& c : cases) {
+        PipelineEnvironment env = home.pipelineEnvironment(&clock);
+        env.tools.python3 = c.python;
+        LocalPipeline p(env);
+        QCoro::waitFor(buildTimelineFromSegmentsFile(p));
+        ASSERT_TRUE(p.buildResult().has_value());
+        EXPECT_TRUE(p.buildResult()->startsWith(c.result)) << p.buildResult()->toStdString();
+        if (!c.log.isEmpty()) {
+            EXPECT_EQ(p.logs().last().text, c.log.last());
+        }
+    }
+}
+
+TEST_F(TimelineBuild, RebuildFallsBackToAudioClipsAndMarksLaterChapters) {
+    setState(resolveState(media, {{"a.wav", "00:02:00:00", "Audio"},
+                                  {"b.wav", "00:01:00:00", "Audio"},
+                                  {"cam.mov", "00:05:00:00", "Video"}}));
+    MiningResults results;
+    results.segments = {segment(1, 0, 4, "a.wav", "x", QStringLiteral("One")),
+                        segment(2, 4, 6, "a.wav", "y", QStringLiteral("Two")),
+                        segment(3, 6, 8, "a.wav", "z", QStringLiteral("Two"))};
+    const QString name = "Re \"cut\" \\ 2";
+    EXPECT_TRUE(
+        QCoro::waitFor(buildResolveTimeline(pipeline, name, results, {media + "/a.wav", media + "/b.wav"})));
+    const QStringList log = logTexts();
+    EXPECT_TRUE(log.contains("  0/2 source clips matched"));
+    EXPECT_TRUE(log.contains("  Auto-matched audio clip: a.wav (120s)"));
+    EXPECT_FALSE(log.contains("  Auto-matched audio clip: b.wav (60s)")); // exactly 60 s is not taken
+    EXPECT_EQ(log.last(), "  3 clips appended, 0 failed");
+    const Json tl = timeline();
+    EXPECT_EQ(tl["name"], name.toStdString());
+    // Blue markers at each moment outside the first chapter, at frames counted from 0 at the
+    // clip's 24 fps.
+    EXPECT_EQ(tl["markers"].size(), 2u) << tl["markers"].dump();
+    ASSERT_TRUE(tl["markers"].contains("96") && tl["markers"].contains("144"));
+    EXPECT_EQ(tl["markers"]["96"]["color"], "Blue");
+    EXPECT_EQ(tl["markers"]["144"]["name"], "Two");
+    // segments.json is the plain compact encoding.
+    EXPECT_EQ(readFile(home.paths().cacheDir + "/segments.json"), encodeJson(results.segments).value());
+}
+
+TEST_F(TimelineBuild, RebuildWithoutAudioClipsFails) {
+    setState(resolveState(media, {{"cam.mov", "00:05:00:00", "Video"}}));
+    MiningResults results;
+    results.segments = {segment(1, 0, 4, "a.wav", "x")};
+    pipeline.setResults(results);
+    EXPECT_FALSE(QCoro::waitFor(pipeline.rebuildTimeline("X", {})));
+    const QStringList log = logTexts();
+    EXPECT_EQ(log.mid(log.size() - 2),
+              (QStringList{"  ✗ No source clips found in media pool", "✗ Timeline rebuild failed"}));
+}
