@@ -1,0 +1,129 @@
+#include "ExportSupport.h"
+
+#include <QSaveFile>
+#include <QTextBoundaryFinder>
+
+#include <cmath>
+#include <cstdio>
+
+namespace ondrel {
+
+std::optional<qint64> wholeNumber(double v) {
+    if (!std::isfinite(v))
+        return std::nullopt;
+    const double t = std::trunc(v);
+    // 2^63 is exact as a double; anything at or past it does not fit.
+    if (t < -9223372036854775808.0 || t >= 9223372036854775808.0)
+        return std::nullopt;
+    return static_cast<qint64>(t);
+}
+
+QString zeroPadded(qint64 v, int width) {
+    char buf[32];
+    const int n = std::snprintf(buf, sizeof buf, "%0*lld", width, static_cast<long long>(v));
+    return QString::fromLatin1(buf, n);
+}
+
+namespace {
+bool isPlainAscii(const QString& s) {
+    for (QChar c : s)
+        if (c.unicode() >= 0x80 || c == u'\r')
+            return false;
+    return true;
+}
+} // namespace
+
+qsizetype characterCount(const QString& s) {
+    if (isPlainAscii(s))
+        return s.size();
+    QTextBoundaryFinder finder(QTextBoundaryFinder::Grapheme, s);
+    qsizetype count = 0;
+    while (finder.toNextBoundary() > 0)
+        ++count;
+    return count;
+}
+
+QString leadingCharacters(const QString& s, qsizetype n) {
+    if (n <= 0)
+        return QString();
+    if (s.size() <= n)
+        return s;
+    if (isPlainAscii(s))
+        return s.left(n);
+    QTextBoundaryFinder finder(QTextBoundaryFinder::Grapheme, s);
+    qsizetype end = 0;
+    for (qsizetype i = 0; i < n; ++i) {
+        const qsizetype next = finder.toNextBoundary();
+        if (next < 0)
+            return s;
+        end = next;
+    }
+    return s.left(end);
+}
+
+namespace {
+// Start of the last component's extension dot, or -1.
+qsizetype extensionDot(const QString& path) {
+    const qsizetype slash = path.lastIndexOf(u'/');
+    const qsizetype dot = path.lastIndexOf(u'.');
+    if (dot < 0 || dot <= slash + 1)
+        return -1;
+    return dot;
+}
+} // namespace
+
+QString pathExtension(const QString& path) {
+    const qsizetype dot = extensionDot(path);
+    return dot < 0 ? QString() : path.mid(dot + 1);
+}
+
+QString deletingPathExtension(const QString& path) {
+    const qsizetype dot = extensionDot(path);
+    return dot < 0 ? path : path.left(dot);
+}
+
+std::optional<qint64> parseDecimalInteger(const QString& text) {
+    qsizetype i = 0;
+    bool negative = false;
+    if (i < text.size() && (text[i] == u'+' || text[i] == u'-')) {
+        negative = text[i] == u'-';
+        ++i;
+    }
+    if (i == text.size())
+        return std::nullopt;
+    // Accumulate negatively so the most negative value still fits.
+    qint64 value = 0;
+    for (; i < text.size(); ++i) {
+        const char16_t c = text[i].unicode();
+        if (c < u'0' || c > u'9')
+            return std::nullopt;
+        const int digit = c - u'0';
+        if (value < (INT64_MIN + digit) / 10)
+            return std::nullopt;
+        value = value * 10 - digit;
+    }
+    if (negative)
+        return value;
+    if (value == INT64_MIN)
+        return std::nullopt;
+    return -value;
+}
+
+bool writeFileAtomically(const QString& path, const QByteArray& bytes, QString* error) {
+    QSaveFile file(path);
+    auto fail = [&](const QString& why) {
+        if (error)
+            *error = QStringLiteral("Could not write %1: %2").arg(path, why);
+        file.cancelWriting();
+        return false;
+    };
+    if (!file.open(QIODevice::WriteOnly))
+        return fail(file.errorString());
+    if (file.write(bytes) != bytes.size())
+        return fail(file.errorString());
+    if (!file.commit())
+        return fail(file.errorString());
+    return true;
+}
+
+} // namespace ondrel
