@@ -52,7 +52,7 @@ QString formatDouble(double v) {
             out = digits.substr(0, intLen) + "." + digits.substr(intLen);
     }
     if (negative)
-        out.insert(0, "-");
+        out = "-" + out;
     return QString::fromStdString(out);
 }
 
