@@ -1,7 +1,32 @@
 #include "AnalysisSteps.h"
 
+#include "SourceClips.h"
+#include "StoryAnalysis.h"
+#include "StyleModel.h"
+#include "TimelineAudit.h"
+
 namespace ondrel {
 
-void installAnalysisSteps(StepOperations& steps) { Q_UNUSED(steps); }
+void installAnalysisSteps(StepOperations& steps) {
+    steps.buildStylePrompt = [](const StyleSliders& sliders, const std::optional<QString>& presetId,
+                                bool isMagicMode) {
+        return buildStylePrompt(sliders, presetId, isMagicMode);
+    };
+    steps.analyzeStory = [](LocalPipeline& pipeline, TranscriptResult transcript, double targetMinutes,
+                            QString language, QString stylePrompt) {
+        return analyzeStory(pipeline, std::move(transcript), targetMinutes, std::move(language),
+                            std::move(stylePrompt));
+    };
+    steps.assignSourceClips = [](LocalPipeline& pipeline, const MiningResults& analysis,
+                                 const QStringList& mediaPaths) {
+        return assignSourceClips(pipeline, analysis, mediaPaths);
+    };
+    steps.writeSegmentsJson = [](LocalPipeline& pipeline, const MiningResults& analysis) {
+        writeSegmentsJson(pipeline, analysis);
+    };
+    steps.auditTimeline = [](LocalPipeline& pipeline, QString timeline) {
+        return auditTimeline(pipeline, std::move(timeline));
+    };
+}
 
 } // namespace ondrel

@@ -1,0 +1,140 @@
+#include "AnswerText.h"
+
+#include "core/Json.h"
+
+#include <QStringDecoder>
+#include <QStringEncoder>
+#include <QTextBoundaryFinder>
+
+#include <cmath>
+#include <cstdio>
+#include <limits>
+
+namespace ondrel {
+
+qsizetype characterCount(const QString& text) {
+    if (text.isEmpty())
+        return 0;
+    QTextBoundaryFinder finder(QTextBoundaryFinder::Grapheme, text);
+    qsizetype count = 0;
+    while (finder.toNextBoundary() != -1)
+        ++count;
+    return count;
+}
+
+QString prefixCharacters(const QString& text, qsizetype count) {
+    if (count <= 0 || text.isEmpty())
+        return {};
+    QTextBoundaryFinder finder(QTextBoundaryFinder::Grapheme, text);
+    qsizetype end = 0;
+    for (qsizetype i = 0; i < count; ++i) {
+        const qsizetype next = finder.toNextBoundary();
+        if (next == -1)
+            return text;
+        end = next;
+    }
+    return text.left(end);
+}
+
+std::optional<QString> strictUtf8(const QByteArray& bytes) {
+    QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
+    QString text = decoder.decode(bytes);
+    if (decoder.hasError())
+        return std::nullopt;
+    return text;
+}
+
+std::optional<QByteArray> strictUtf8Bytes(const QString& text) {
+    QStringEncoder encoder(QStringEncoder::Utf8, QStringEncoder::Flag::Stateless);
+    QByteArray bytes = encoder.encode(text);
+    if (encoder.hasError())
+        return std::nullopt;
+    return bytes;
+}
+
+namespace {
+
+bool isSpaceOrTab(QChar c) {
+    return c == QLatin1Char('\t') || c.category() == QChar::Separator_Space;
+}
+
+} // namespace
+
+QString trimSpacesAndTabs(const QString& text) {
+    qsizetype begin = 0;
+    qsizetype end = text.size();
+    while (begin < end && isSpaceOrTab(text.at(begin)))
+        ++begin;
+    while (end > begin && isSpaceOrTab(text.at(end - 1)))
+        --end;
+    return text.mid(begin, end - begin);
+}
+
+std::optional<QString> answerTextFromBody(const QByteArray& body) {
+    const std::optional<Json> parsed = parseJson(body);
+    if (!parsed || !parsed->is_object())
+        return std::nullopt;
+    const auto content = parsed->find("content");
+    if (content == parsed->end() || !content->is_array())
+        return std::nullopt;
+    // All of `content` must be objects, as a whole-array cast would demand.
+    for (const Json& block : *content)
+        if (!block.is_object())
+            return std::nullopt;
+    for (const Json& block : *content) {
+        const auto type = block.find("type");
+        if (type == block.end() || !type->is_string() || type->get_ref<const std::string&>() != "text")
+            continue;
+        QString text;
+        const auto value = block.find("text");
+        if (value == block.end() || !readJson(*value, text))
+            return std::nullopt;
+        return text;
+    }
+    return std::nullopt;
+}
+
+QString cleanAnswerText(const QString& answer) {
+    QString text = answer.trimmed();
+
+    if (text.startsWith(QLatin1String("```"))) {
+        QStringList lines = text.split(QLatin1Char('\n'));
+        lines.removeFirst();
+        while (!lines.isEmpty() && trimSpacesAndTabs(lines.last()).startsWith(QLatin1String("```")))
+            lines.removeLast();
+        text = lines.join(QLatin1Char('\n'));
+    }
+
+    const qsizetype first = text.indexOf(QLatin1Char('{'));
+    const qsizetype last = text.lastIndexOf(QLatin1Char('}'));
+    if (first != -1 && last != -1 && first <= last)
+        text = text.mid(first, last - first + 1);
+    return text;
+}
+
+QString redactSecret(QString text, const QString& secret) {
+    if (!secret.isEmpty())
+        text.replace(secret, QStringLiteral("[redacted]"));
+    return text;
+}
+
+qint64 truncatedToInteger(double value) {
+    if (std::isnan(value))
+        return 0;
+    if (value >= 9.2233720368547758e18)
+        return std::numeric_limits<qint64>::max();
+    if (value <= -9.2233720368547758e18)
+        return std::numeric_limits<qint64>::min();
+    return static_cast<qint64>(value);
+}
+
+QString formatFixed(double value, int decimals) {
+    // C's own formatting: halves go to the nearest even digit, as the documented formats do.
+    char buffer[400];
+    const int n = std::snprintf(buffer, sizeof buffer, "%.*f", decimals, value);
+    if (n < 0)
+        return {};
+    return QString::fromLatin1(buffer, qMin<qsizetype>(n, qsizetype(sizeof buffer) - 1));
+}
+
+} // namespace ondrel

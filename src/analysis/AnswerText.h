@@ -1,0 +1,44 @@
+#pragma once
+// The model's answer as text: finding it in the response body, cleaning it down to its JSON
+// object, and the character-level helpers the log lines need. No I/O; every function takes any
+// bytes at all and never fails hard.
+
+#include <QByteArray>
+#include <QString>
+
+#include <optional>
+
+namespace ondrel {
+
+// Characters as a reader sees them (grapheme clusters), so a cut never splits an accented
+// letter or an emoji.
+qsizetype characterCount(const QString& text);
+QString prefixCharacters(const QString& text, qsizetype count);
+
+// The body read as UTF-8, or absent when it is not valid UTF-8.
+std::optional<QString> strictUtf8(const QByteArray& bytes);
+// The text encoded as UTF-8, or absent when it holds a lone surrogate.
+std::optional<QByteArray> strictUtf8Bytes(const QString& text);
+
+// Leading and trailing spaces and tabs only (not line breaks).
+QString trimSpacesAndTabs(const QString& text);
+
+// The first content block of type "text" of a Messages API answer, or absent when the body is
+// no JSON object, `content` is no array of objects, or that block has no string `text`.
+std::optional<QString> answerTextFromBody(const QByteArray& body);
+
+// Trims, removes a ``` fence (with or without a language tag) and cuts the text to what runs
+// from its first "{" to its last "}". A text whose last "}" stands before its first "{" is left
+// as it is, to fail decoding like any other answer that holds no object.
+QString cleanAnswerText(const QString& text);
+
+// `text` with every occurrence of a non-empty `secret` masked, for anything that reaches the log.
+QString redactSecret(QString text, const QString& secret);
+
+// A double cut towards zero, saturating instead of overflowing (NaN gives 0).
+qint64 truncatedToInteger(double value);
+
+// printf-style formatting of one double ("%.1f", "%.0f"), with C's rounding.
+QString formatFixed(double value, int decimals);
+
+} // namespace ondrel
