@@ -1,5 +1,11 @@
 #pragma once
+// The media and transcription steps of a run, and what the screens need of this subsystem.
 #include "core/LocalPipeline.h"
+
+#include "media/AudioExtraction.h"
+#include "media/MediaProbe.h"
+#include "media/TranscriptCache.h"
+#include "media/Transcription.h"
 
 namespace ondrel {
 

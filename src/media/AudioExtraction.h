@@ -1,0 +1,72 @@
+#pragma once
+// From a Resolve timeline to the audio the speech-to-text service is fed: the source files
+// behind it, one mono 16 kHz WAV of them all, and pieces of 300 seconds.
+
+#include "core/Json.h"
+#include "core/LocalPipeline.h"
+
+#include <QString>
+#include <QStringList>
+
+#include <QCoroTask>
+
+#include <optional>
+
+namespace ondrel {
+
+constexpr double kChunkSeconds = 300.0;
+
+// ---- the timeline's files -------------------------------------------------------------------
+
+// The Python program that prints the timeline's file paths, with its values as a JSON literal.
+QString timelineMediaProgram(const QString& timeline, const QString& moduleDir);
+// Its output read line by line; absent for an error or when no path is left.
+std::optional<QStringList> parseTimelineMediaOutput(const QString& output);
+QCoro::Task<std::optional<QStringList>> getTimelineMedia(LocalPipeline& pipeline, QString timeline);
+
+// ---- extraction -----------------------------------------------------------------------------
+
+// What ffprobe says of one source, as far as extraction cares.
+struct SourceAudio {
+    QString path;
+    bool readable = false; // ffprobe could read it
+    QString layout;        // its streams' kinds and audio formats, in order
+    int audioStream = -1;  // which audio stream ffmpeg would pick (-1: none)
+    double duration = 0;   // the container's length in seconds
+};
+SourceAudio sourceAudioFromProbe(const QString& path, const std::optional<Json>& probe);
+
+struct ExtractionPlan {
+    QStringList args;   // ffmpeg's arguments
+    QString concatList; // the text of concat.txt ("" for one file)
+    bool perFileAudio = false;
+};
+
+// One file, or several of one stream layout: the plain arguments (ffmpeg's concat reader).
+// Several files of different layouts, or with one ffprobe cannot read: each readable file's own
+// audio stream, padded to its length, or silence as long as a file without audio, joined in a
+// filter graph. The concat reader would map streams by position and decode a camera file's video
+// as sound, and it stops at the first file it cannot open.
+ExtractionPlan planExtraction(const QList<SourceAudio>& sources, const QString& concatPath,
+                              const QString& output);
+
+// Sorted as text, code point by code point, the way the Resolve program sorts them.
+QStringList sortedPaths(QStringList paths);
+
+QCoro::Task<std::optional<QString>> extractAudio(LocalPipeline& pipeline, QStringList mediaPaths);
+
+// ---- chunking -------------------------------------------------------------------------------
+
+// True for a WAV in the extraction's own format: PCM, 16-bit, mono, 16 kHz.
+bool isExtractedPcmWav(const QString& path);
+
+// ffmpeg's arguments for chunk `index`. On the extraction's own PCM WAV the seek goes before the
+// input, which reads only the chunk's own samples and writes the same bytes as the seek after it.
+QStringList chunkArguments(const QString& input, int index, const QString& output, bool seekBeforeInput);
+QString chunkPath(const QString& dir, int index);
+// How many chunks a duration needs (0 for an unreadable one).
+int chunkCount(double duration);
+
+QCoro::Task<QStringList> chunkAudio(LocalPipeline& pipeline, QString wavPath);
+
+} // namespace ondrel

@@ -1,0 +1,51 @@
+#pragma once
+// The speech-to-text service: chunks one after the other onto one clock, and the chosen moments
+// again at word level.
+
+#include "core/LocalPipeline.h"
+
+#include <QByteArray>
+#include <QString>
+#include <QStringList>
+
+#include <QCoroTask>
+
+#include <chrono>
+#include <optional>
+
+namespace ondrel {
+
+// The multipart form of every transcription request, byte for byte. `granularity` is "segment"
+// or "word"; the "language" part is left out for "auto".
+QByteArray whisperMultipartBody(const QByteArray& boundary, const QString& language,
+                                const QString& granularity, const QString& fileName,
+                                const QByteArray& fileBytes);
+
+// A new upper-case UUID for each request.
+QByteArray newBoundary();
+
+// The first `n` user-perceived characters of a text.
+QString firstCharacters(const QString& text, int n);
+
+// How a failed decoding of the service's answer reads in the log.
+QString whisperDecodeError(const QByteArray& body);
+
+QCoro::Task<std::optional<WhisperResponse>> transcribeChunk(LocalPipeline& pipeline, QString path,
+                                                            QString language);
+// Every chunk in order on one clock; absent when nothing came back or the run was cancelled.
+QCoro::Task<std::optional<TranscriptResult>> transcribe(LocalPipeline& pipeline, QStringList chunks,
+                                                        QString language);
+
+// The service's words from a generic JSON answer; incomplete words are dropped. Absent unless an
+// object with an array "words".
+std::optional<QList<WordTimestamp>> readWhisperWords(const QByteArray& body);
+QCoro::Task<std::optional<QList<WordTimestamp>>> transcribeWithWords(LocalPipeline& pipeline, QString path,
+                                                                     QString language);
+// Re-transcribes each chosen moment of the last extracted audio at word level.
+QCoro::Task<QList<WordSegment>> wordLevelTranscribe(LocalPipeline& pipeline, MiningResults analysis,
+                                                    QStringList mediaPaths, QString language);
+
+// ffmpeg's arguments that cut one moment out of the extracted audio.
+QStringList wordCutArguments(const QString& audio, double startTime, double endTime, const QString& output);
+
+} // namespace ondrel
