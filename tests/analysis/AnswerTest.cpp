@@ -32,6 +32,8 @@ TEST(AnswerText, Cleaning) {
         {"a closing brace only", "broken }", "broken }"},
         {"last } before first {", "} nothing here {", "} nothing here {"},
         {"only a fence line", "```", ""},
+        {"fenced text without an object", "```text\nno object here\n  ```\n```", "no object here"},
+        {"a fence line in the middle stays", "```\nbefore\n```\nafter", "before\n```\nafter"},
         {"empty", "", ""},
     };
     for (const auto& c : cases) {

@@ -2,6 +2,8 @@
 #include "AnalysisTestSupport.h"
 
 #include <QDir>
+#include <QFile>
+#include <QProcess>
 
 #include <QCoroTask>
 
@@ -101,4 +103,28 @@ TEST(RunWiring, AFailedAnalysisEndsTheRun) {
     EXPECT_EQ(rig.p().errorMessage(), "Story analysis failed");
     EXPECT_EQ(rig.texts().last(), "✗ Story analysis failed");
     EXPECT_FALSE(QFile::exists(rig.home.paths().cacheDir + "/segments.json"));
+}
+
+TEST(RunWiring, WithoutAProbeCacheTheRunAsksFfprobe) {
+    RunRig rig;
+    QFile::remove(rig.home.paths().cacheDir + "/probe_results.json");
+    const QString media = rig.home.path() + "/media";
+    QDir().mkpath(media);
+    rig.media.clear();
+    for (const auto& [name, seconds] :
+         {std::pair{"z_first_by_time.wav", 30}, std::pair{"a_first_by_name.wav", 30}}) {
+        const QString path = media + "/" + name;
+        QProcess ffmpeg;
+        ffmpeg.start("/usr/bin/ffmpeg", {"-v", "quiet", "-y", "-f", "lavfi", "-i", "anullsrc=r=8000:cl=mono",
+                                         "-t", QString::number(seconds), "-c:a", "pcm_u8", path});
+        ffmpeg.waitForFinished(-1);
+        rig.media << path;
+    }
+    QCoro::waitFor(rig.p().run("Interview", MiningMode::fullMine, 1, "auto", {}, std::nullopt, "", false));
+
+    EXPECT_EQ(rig.p().step(), PipelineStep::complete) << rig.allLogText().toStdString();
+    EXPECT_TRUE(
+        rig.texts().contains("📋 Source clip map: a_first_by_name.wav: 0.0s–30.0s, z_first_by_time.wav: "
+                             "30.0s–60.0s"));
+    EXPECT_EQ(segmentsFileClips(rig), QList<QString>({"z_first_by_time.wav", "a_first_by_name.wav"}));
 }
