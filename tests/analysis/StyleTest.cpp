@@ -90,12 +90,3 @@ TEST(StyleModel, EachSliderWritesTheFieldNamedByItsId) {
     }
     EXPECT_EQ(order, QStringList({"pace", "structure", "emotion", "length", "boldness", "silence"}));
 }
-
-TEST(StyleModel, SlidersNeedAllSixKeysAndKeepTheLowBoldnessDefault) {
-    EXPECT_EQ(StyleSliders{}.boldness, 0.3);
-    EXPECT_EQ(StyleSliders{0.1}.boldness, 0.3);
-    EXPECT_TRUE(decodeJson<StyleSliders>(QByteArray(
-        R"({"pace":0.1,"structure":0.2,"emotion":0.3,"length":0.4,"boldness":0.5,"silence":0.6})")));
-    EXPECT_FALSE(decodeJson<StyleSliders>(
-        QByteArray(R"({"pace":0.1,"structure":0.2,"emotion":0.3,"length":0.4,"boldness":0.5})")));
-}
