@@ -153,6 +153,8 @@ TEST_F(Whisper, ErrorBodiesAreCutTo200Characters) {
         {QByteArray(), QString()},
         {QByteArray("\xff\xfe bad", 6), "unknown"},
         {(QString(199, 'a') + "😀é").toUtf8(), QString(199, 'a') + "😀"},
+        // The service may quote the key it was sent; the log never shows it.
+        {"Incorrect API key provided: " + kKey.toUtf8(), "Incorrect API key provided: ***"},
     };
     for (const auto& c : cases) {
         FakeHttpServer one;
@@ -195,17 +197,6 @@ TEST_F(Whisper, UnreadableAnswersAndDroppedConnectionsAreRequestFailures) {
     ASSERT_EQ(p->logs().size(), 1);
     EXPECT_TRUE(p->logs()[0].text.startsWith("  Whisper request failed: "))
         << p->logs()[0].text.toStdString();
-}
-
-TEST_F(Whisper, TheKeyNeverReachesTheLog) {
-    server.respondJson(kPath, 401,
-                       QByteArray(R"({"error":{"message":"Incorrect API key provided: )") + kKey.toUtf8() +
-                           "\"}}");
-    writeFile(media + "/c.wav", "x");
-    EXPECT_FALSE(QCoro::waitFor(transcribeChunk(*pipeline, media + "/c.wav", "es")));
-    ASSERT_EQ(pipeline->logs().size(), 1);
-    EXPECT_FALSE(pipeline->logs()[0].text.contains(kKey));
-    EXPECT_TRUE(pipeline->logs()[0].text.contains("Incorrect API key provided"));
 }
 
 TEST_F(Whisper, EveryChunkFailingGivesNothing) {
@@ -296,14 +287,6 @@ TEST_F(Whisper, WordLevelCutsEachMomentAndKeepsItsPosition) {
         EXPECT_FALSE(r.body.contains("name=\"language\""));
     }
     EXPECT_TRUE(requests[0].body.contains("filename=\"word_seg_0.wav\""));
-}
-
-TEST_F(Whisper, WordLevelStopsWhenCancelled) {
-    QDir().mkpath(home.paths().cacheDir);
-    ASSERT_TRUE(makeToneWav(home.paths().cacheDir + "/extracted_audio.wav", 3.0, 440));
-    pipeline->cancel();
-    EXPECT_TRUE(QCoro::waitFor(wordLevelTranscribe(*pipeline, moments({{0, 1}}), {}, "es")).isEmpty());
-    EXPECT_TRUE(pipeline->logs().isEmpty());
 }
 
 } // namespace
