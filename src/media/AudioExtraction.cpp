@@ -11,6 +11,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <filesystem>
+#include <system_error>
 
 namespace ondrel {
 
@@ -199,6 +201,9 @@ QCoro::Task<std::optional<QString>> extractAudio(LocalPipeline& pipeline, QStrin
     if (!QDir().mkpath(media::workDir(paths)))
         co_return std::nullopt;
     const QString output = media::extractedAudioPath(paths);
+    // ffmpeg writes beside it and the result is renamed into place, so a failed run never leaves
+    // half an extraction for the word-level pass of a later run.
+    const QString partial = media::workDir(paths) + QStringLiteral("/extracted_audio.partial.wav");
     const QString concatPath = media::workDir(paths) + QStringLiteral("/concat.txt");
     const QStringList ordered = sortedPaths(mediaPaths);
 
@@ -211,12 +216,18 @@ QCoro::Task<std::optional<QString>> extractAudio(LocalPipeline& pipeline, QStrin
         for (const QString& path : ordered)
             sources << sourceAudioFromProbe(path, co_await ffprobeJson(pipeline.tools(), path));
     }
-    const ExtractionPlan plan = planExtraction(sources, concatPath, output);
+    const ExtractionPlan plan = planExtraction(sources, concatPath, partial);
     if (ordered.size() != 1 && !media::writeFileAtomically(concatPath, plan.concatList.toUtf8()))
         co_return std::nullopt;
     const bool ok = co_await pipeline.tools().runProcess(pipeline.toolPaths().ffmpeg, plan.args);
-    if (!ok)
+    std::error_code error;
+    if (ok)
+        std::filesystem::rename(QFile::encodeName(partial).toStdString(),
+                                QFile::encodeName(output).toStdString(), error);
+    if (!ok || error) {
+        QFile::remove(partial);
         co_return std::nullopt;
+    }
     co_return output;
 }
 

@@ -223,9 +223,13 @@ TEST_F(Extraction, NothingToHearFailsTheStep) {
                                {media + "/gone.wav", media + "/notes.wav"},
                                {media + "/v.mp4", media + "/gone.wav"},
                                {}};
+    ASSERT_TRUE(writeFile(cache("extracted_audio.wav"), "the last good extraction"));
     for (const auto& paths : bad)
         EXPECT_FALSE(extract(paths)) << paths.join(", ").toStdString();
     EXPECT_EQ(pipeline->logs().size(), 0);
+    // Nothing half-written replaces what the last extraction left.
+    EXPECT_EQ(readFile(cache("extracted_audio.wav")), "the last good extraction");
+    EXPECT_EQ(QDir(home.paths().cacheDir).entryList({"*.wav"}), QStringList{"extracted_audio.wav"});
 }
 
 // ---- chunking --------------------------------------------------------------------------------
