@@ -1,8 +1,15 @@
 #!/usr/bin/env bash
-# Installs what is missing, builds everything, and runs every test.
+# Installs what is missing, builds everything, and runs every test: the fuzzer's bounded run
+# over the model-answer readers first, then the whole suite under CTest.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 bash scripts/setup.sh
 bash scripts/build.sh
+bash scripts/fuzz-analysis.sh "${FUZZ_SECONDS:-60}" > build/fuzz.log 2>&1 || {
+    tail -n 40 build/fuzz.log
+    echo "The fuzzer found a problem; see build/fuzz.log and build-fuzz/artifacts/." >&2
+    exit 1
+}
+grep -E '^(stat::number_of_executed_units|Done)' build/fuzz.log || true
 cd build
 QT_QPA_PLATFORM=offscreen ctest --output-on-failure --parallel "$(nproc)" --timeout 600

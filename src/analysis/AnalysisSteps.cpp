@@ -17,9 +17,8 @@ void installAnalysisSteps(StepOperations& steps) {
         return analyzeStory(pipeline, std::move(transcript), targetMinutes, std::move(language),
                             std::move(stylePrompt));
     };
-    steps.assignSourceClips = [](LocalPipeline& pipeline, const MiningResults& analysis,
-                                 const QStringList& mediaPaths) {
-        return assignSourceClips(pipeline, analysis, mediaPaths);
+    steps.assignSourceClips = [](LocalPipeline& pipeline, MiningResults analysis, QStringList mediaPaths) {
+        return assignSourceClipsTask(pipeline, std::move(analysis), std::move(mediaPaths));
     };
     steps.writeSegmentsJson = [](LocalPipeline& pipeline, const MiningResults& analysis) {
         writeSegmentsJson(pipeline, analysis);

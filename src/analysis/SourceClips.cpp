@@ -63,17 +63,6 @@ QCoro::Task<MiningResults> assignSourceClipsTask(LocalPipeline& pipeline, Mining
     co_return finish(pipeline, analysis, offsets);
 }
 
-MiningResults assignSourceClips(LocalPipeline& pipeline, const MiningResults& analysis,
-                                const QStringList& mediaPaths) {
-    if (mediaPaths.isEmpty())
-        return analysis;
-    QList<ClipOffset> offsets = offsetsFromProbeCache(readProbeCache(pipeline), mediaPaths);
-    if (offsets.isEmpty())
-        offsets =
-            QCoro::waitFor(offsetsFromFfprobe(&pipeline.tools(), pipeline.toolPaths().ffprobe, mediaPaths));
-    return finish(pipeline, analysis, offsets);
-}
-
 QString segmentsJsonPath(const LocalPipeline& pipeline) {
     return pipeline.paths().cacheDir + QStringLiteral("/segments.json");
 }

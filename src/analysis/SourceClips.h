@@ -11,9 +11,6 @@ namespace ondrel {
 // The step: probe cache first, ffprobe as the fallback; logs the map line when there is a layout.
 QCoro::Task<MiningResults> assignSourceClipsTask(LocalPipeline& pipeline, MiningResults analysis,
                                                  QStringList mediaPaths);
-// The same for the synchronous slot of the run; the ffprobe fallback waits in a local event loop.
-MiningResults assignSourceClips(LocalPipeline& pipeline, const MiningResults& analysis,
-                                const QStringList& mediaPaths);
 
 QString segmentsJsonPath(const LocalPipeline& pipeline);
 void writeSegmentsJson(LocalPipeline& pipeline, const MiningResults& analysis);

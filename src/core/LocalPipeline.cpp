@@ -34,7 +34,9 @@ StepOperations StepOperations::absent() {
     s.buildStylePrompt = [](const StyleSliders&, const std::optional<QString>&, bool) { return QString(); };
     s.analyzeStory = [](LocalPipeline&, TranscriptResult, double, QString,
                         QString) -> QCoro::Task<std::optional<MiningResults>> { co_return std::nullopt; };
-    s.assignSourceClips = [](LocalPipeline&, const MiningResults& r, const QStringList&) { return r; };
+    s.assignSourceClips = [](LocalPipeline&, MiningResults r, QStringList) -> QCoro::Task<MiningResults> {
+        co_return r;
+    };
     s.wordLevelTranscribe = [](LocalPipeline&, MiningResults, QStringList,
                                QString) -> QCoro::Task<QList<WordSegment>> {
         co_return QList<WordSegment>();
@@ -295,7 +297,7 @@ QCoro::Task<bool> LocalPipeline::finishStory(QString timeline, MiningResults ana
                                              TranscriptResult transcript, QStringList mediaPaths,
                                              QString language, std::optional<QString> presetId,
                                              double targetMinutes, bool fromProject) {
-    analysis = m_steps.assignSourceClips(*this, analysis, mediaPaths);
+    analysis = co_await m_steps.assignSourceClips(*this, analysis, mediaPaths);
     log(QStringLiteral("💎 Found %1 acts · %2 moments")
             .arg(analysis.structure.acts.size())
             .arg(analysis.segments.size()),

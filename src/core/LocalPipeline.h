@@ -54,7 +54,7 @@ struct StepOperations {
     Fn<QCoro::Task<std::optional<MiningResults>>(LocalPipeline&, TranscriptResult, double targetMinutes,
                                                  QString language, QString stylePrompt)>
         analyzeStory;
-    Fn<MiningResults(LocalPipeline&, const MiningResults&, const QStringList& mediaPaths)> assignSourceClips;
+    Fn<QCoro::Task<MiningResults>(LocalPipeline&, MiningResults, QStringList mediaPaths)> assignSourceClips;
     Fn<QCoro::Task<QList<WordSegment>>(LocalPipeline&, MiningResults, QStringList mediaPaths,
                                        QString language)>
         wordLevelTranscribe;

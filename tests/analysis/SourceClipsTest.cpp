@@ -134,14 +134,14 @@ TEST(SourceClips, ThroughThePipelineWithTheProbeCache) {
     QDir().mkpath(rig.home.paths().cacheDir);
     writeFile(rig.home.paths().cacheDir + "/probe_results.json",
               "{\"b.mov\":" + probeEntry(50, 7200) + ",\"a.mov\":" + probeEntry(30, 3600) + "}");
-    const MiningResults out =
-        rig.p().steps().assignSourceClips(rig.p(), storyAt({10, 30, 79.9, 80}), {"/m/b.mov", "/m/a.mov"});
+    const MiningResults out = QCoro::waitFor(
+        rig.p().steps().assignSourceClips(rig.p(), storyAt({10, 30, 79.9, 80}), {"/m/b.mov", "/m/a.mov"}));
     EXPECT_EQ(clipsOf(out), QStringList({"a.mov", "b.mov", "b.mov", "source"}));
     EXPECT_EQ(rig.lines(),
               QList<Line>({{"📋 Source clip map: a.mov: 0.0s–30.0s, b.mov: 30.0s–80.0s", "muted"}}));
 
     rig.p().reset();
-    const MiningResults same = rig.p().steps().assignSourceClips(rig.p(), storyAt({10}), {});
+    const MiningResults same = QCoro::waitFor(rig.p().steps().assignSourceClips(rig.p(), storyAt({10}), {}));
     EXPECT_EQ(same, storyAt({10}));
     EXPECT_TRUE(rig.lines().isEmpty());
 }
@@ -155,8 +155,8 @@ TEST(SourceClips, FallsBackOnFfprobeInPathOrder) {
     const QString b = makeWav(media, "b.wav", 12);
 
     // No probe cache at all.
-    MiningResults out =
-        rig.p().steps().assignSourceClips(rig.p(), storyAt({0, 11.9, 12, 26.9, 27}), {c, a, b});
+    MiningResults out = QCoro::waitFor(
+        rig.p().steps().assignSourceClips(rig.p(), storyAt({0, 11.9, 12, 26.9, 27}), {c, a, b}));
     EXPECT_EQ(clipsOf(out), QStringList({"b.wav", "b.wav", "c.wav", "c.wav", "source"}));
     EXPECT_EQ(rig.lines(),
               QList<Line>({{"📋 Source clip map: b.wav: 0.0s–12.0s, c.wav: 12.0s–27.0s", "muted"}}));
@@ -166,12 +166,12 @@ TEST(SourceClips, FallsBackOnFfprobeInPathOrder) {
     QDir().mkpath(rig.home.paths().cacheDir);
     writeFile(rig.home.paths().cacheDir + "/probe_results.json", "{\"a.wav\":" + probeEntry(10, 0) + "}");
     const QString tiny = makeWav(media, "tiny.wav", 3);
-    out = rig.p().steps().assignSourceClips(rig.p(), storyAt({1}), {a, tiny});
+    out = QCoro::waitFor(rig.p().steps().assignSourceClips(rig.p(), storyAt({1}), {a, tiny}));
     EXPECT_EQ(out, storyAt({1}));
     EXPECT_TRUE(rig.lines().isEmpty());
 
     // A file ffprobe cannot read counts as 0 s.
-    out = rig.p().steps().assignSourceClips(rig.p(), storyAt({1}), {media + "/missing.wav"});
+    out = QCoro::waitFor(rig.p().steps().assignSourceClips(rig.p(), storyAt({1}), {media + "/missing.wav"}));
     EXPECT_EQ(out, storyAt({1}));
     EXPECT_TRUE(rig.lines().isEmpty());
 }
