@@ -2,6 +2,7 @@
 // decode of the same input, and the chunking's seek before the input against the seek after it.
 // Run: cmake --build <dir> --target media_bench && <dir>/bench/media/media_bench [hours...] [--dir D]
 // (default hours: 1 4; the sources, several GB for 4 h, go to a temporary folder unless --dir).
+// Each figure is the best of three rounds.
 #include "media/MediaSteps.h"
 
 #include <QCoreApplication>
@@ -13,6 +14,7 @@
 
 #include <QCoroTask>
 
+#include <algorithm>
 #include <cstdio>
 #include <functional>
 #include <memory>
@@ -35,11 +37,18 @@ bool ffmpeg(const QStringList& args) {
     return true;
 }
 
+// The best of a few rounds: the machine is shared, and the best round is the least disturbed.
+const int kRounds = 3;
+
 double seconds(const std::function<void()>& work) {
-    QElapsedTimer t;
-    t.start();
-    work();
-    return double(t.nsecsElapsed()) / 1e9;
+    double best = 1e300;
+    for (int i = 0; i < kRounds; ++i) {
+        QElapsedTimer t;
+        t.start();
+        work();
+        best = std::min(best, double(t.nsecsElapsed()) / 1e9);
+    }
+    return best;
 }
 
 // Speech-like: pink noise in syllable bursts of about 4 Hz, with a pause every few seconds, as a
