@@ -364,8 +364,3 @@ TEST_F(PipelineRun, RebuildNeedsResults) {
               (QList<Line>{{"Rebuilding timeline in Resolve...", "muted"}, {"✓ Timeline rebuilt", "green"}}));
 }
 
-TEST(PipelineProject, LoadProjectCarriesLanguageToEverySegment) {
-    SavedProject p{"t", 0, "fr", {}, {{0, 1, "a"}, {1, 2, "b"}}, {}, {}, 0};
-    const TranscriptResult t = LocalPipeline::loadProject(p);
-    EXPECT_EQ(t, (TranscriptResult{{{0, 1, "a", "fr"}, {1, 2, "b", "fr"}}, "fr"}));
-}

@@ -138,17 +138,6 @@ TEST(RecordIds, FormedFromShortestDecimals) {
         EXPECT_EQ(c.id, QString::fromUtf8(c.expected));
 }
 
-TEST(Enumerations, RawValuesAndLookups) {
-    EXPECT_EQ(MiningModes::fromRaw("Audit Mine"), MiningMode::audit);
-    EXPECT_FALSE(MiningModes::fromRaw("Audit"));
-    EXPECT_EQ(MiningModes::modeLabel(MiningMode::audit), "Audit");
-    EXPECT_EQ(MiningModes::allCases().size(), 4);
-    for (MiningMode m : MiningModes::allCases())
-        EXPECT_EQ(MiningModes::fromRaw(MiningModes::rawValue(m)), m);
-    EXPECT_EQ(PipelineSteps::fromRaw("Transcribing with Whisper..."), PipelineStep::transcribing);
-    EXPECT_FALSE(PipelineSteps::fromRaw("transcribing"));
-}
-
 TEST(PipelineLogs, SameSecondSameStampDistinctIds) {
     FixedClock clock(QDateTime(QDate(2026, 1, 2), QTime(13, 7, 9)));
     const auto a = PipelineLog::make(clock, "a");
@@ -159,7 +148,3 @@ TEST(PipelineLogs, SameSecondSameStampDistinctIds) {
     EXPECT_EQ(a.color, "muted");
 }
 
-TEST(Words, CountSkipsEmptyPieces) {
-    TranscriptResult t{{{0, 1, " hola  que tal ", "es"}, {1, 2, "", "es"}, {2, 3, "sí", "es"}}, "es"};
-    EXPECT_EQ(countWords(t), 4);
-}
