@@ -1,26 +1,25 @@
 #pragma once
-// Reading exports back with outside parsers: ffmpeg's SRT demuxer (through ffprobe) and an
-// XML stream reader.
+// Shared pieces of the export tests: a segment in one line, and reading exports back with
+// outside parsers (ffmpeg's SRT demuxer through ffprobe, an XML stream reader).
 
-#include <QList>
+#include "core/Records.h"
+
 #include <QString>
 
 #include <optional>
 
 namespace ondrel::test {
 
-struct Cue {
-    double start = 0;
-    double duration = 0;
-};
+inline StorySegment seg(double start, double end, QString clip, QString transcript = {},
+                        std::optional<QString> chapter = std::nullopt, QString translation = {}) {
+    return StorySegment{
+        0, start, end, std::move(clip), std::move(transcript), std::move(translation), std::move(chapter)};
+}
 
-// The cues ffmpeg reads from an SRT file, in time order; absent when it could not parse it.
-std::optional<QList<Cue>> cuesReadByFfmpeg(const QString& srtPath);
+// How many cues ffmpeg reads from an SRT file; absent when it could not parse it.
+std::optional<qsizetype> ffmpegCueCount(const QString& srtPath);
 
-// Empty when the text is well-formed XML, otherwise the parser's complaint and position.
+// Empty when the text is well-formed XML, otherwise the parser's complaint and its line.
 QString xmlProblem(const QString& text);
-
-// How many elements of this name the document holds.
-int countElements(const QString& xml, const QString& name);
 
 } // namespace ondrel::test
