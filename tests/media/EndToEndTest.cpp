@@ -1,15 +1,7 @@
 // A run over a fake Resolve timeline of three generated files and a fake speech-to-text service,
 // through the media steps up to the analysis, and again from the cache.
 #include "MediaFixtures.h"
-#include "media/MediaSteps.h"
 #include "support/FakeHttpServer.h"
-
-#include <QDir>
-#include <QFileInfo>
-
-#include <QCoroTask>
-
-#include <gtest/gtest.h>
 
 using namespace ondrel;
 using namespace ondrel::test;
@@ -18,35 +10,28 @@ namespace {
 
 const QByteArray kPath = "/v1/audio/transcriptions";
 
-struct AnalysisSeen {
-    bool called = false;
+struct Seen {
     PipelineStep step = PipelineStep::idle;
     double progress = -1;
     TranscriptResult transcript;
 };
 
-// The analysis is another subsystem's; here it only notes where the run stands when it is asked.
-void stubAnalysis(LocalPipeline& pipeline, AnalysisSeen& seen) {
+// A full mine; the analysis is another subsystem's, here it only notes where the run stands.
+Seen mine(LocalPipeline& pipeline, const QString& timeline) {
+    Seen seen;
     pipeline.steps().analyzeStory = [&seen](LocalPipeline& p, TranscriptResult t, double, QString,
                                             QString) -> QCoro::Task<std::optional<MiningResults>> {
-        seen = {true, p.step(), p.progress(), t};
+        seen = {p.step(), p.progress(), t};
         co_return std::nullopt;
     };
+    QCoro::waitFor(pipeline.run(timeline, MiningMode::fullMine, 10, "es", {}, std::nullopt, {}, false));
+    return seen;
 }
 
-QCoro::Task<> mine(LocalPipeline& p, QString timeline) {
-    co_await p.run(timeline, MiningMode::fullMine, 10, QStringLiteral("es"), StyleSliders{}, std::nullopt,
-                   QString(), false);
-}
-
-class EndToEnd : public ::testing::Test {
+class EndToEnd : public MediaTest {
 protected:
-    TestHome home;
     FakeHttpServer whisper;
-    QString media = home.path() + "/Footage";
-
-    void SetUp() override { QDir().mkpath(media); }
-    std::unique_ptr<LocalPipeline> pipeline() { return mediaPipeline(home, whisper.baseUrl(), "sk-e2e"); }
+    std::unique_ptr<LocalPipeline> run() { return mediaPipeline(home, whisper.baseUrl()); }
 };
 
 TEST_F(EndToEnd, TimelineToTranscriptThenTheCacheSparesTheSecondRun) {
@@ -62,10 +47,8 @@ TEST_F(EndToEnd, TimelineToTranscriptThenTheCacheSparesTheSecondRun) {
                         R"({"text":"y la cámara","language":"spanish",
                             "segments":[{"start":1,"end":3,"text":"y la cámara"}]})");
 
-    auto first = pipeline();
-    AnalysisSeen seen;
-    stubAnalysis(*first, seen);
-    QCoro::waitFor(mine(*first, "Interview Cut"));
+    auto first = run();
+    const Seen seen = mine(*first, "Interview Cut");
 
     const QList<LogLine> expected{
         {"$ ondrel mine --mode full-mine", "dim"},
@@ -91,29 +74,22 @@ TEST_F(EndToEnd, TimelineToTranscriptThenTheCacheSparesTheSecondRun) {
         {"✗ Story analysis failed", "accent"},
     };
     EXPECT_EQ(logLines(*first), expected);
-    ASSERT_TRUE(seen.called);
-    EXPECT_EQ(seen.step, PipelineStep::analyzing);
-    EXPECT_EQ(seen.progress, 0.45);
+    EXPECT_EQ(std::pair(seen.step, seen.progress), std::pair(PipelineStep::analyzing, 0.45));
     // The second chunk's answer lies after the first chunk's 300 measured seconds.
     EXPECT_EQ(seen.transcript,
               (TranscriptResult{{{0, 2, "hola a todos", "spanish"}, {301, 303, "y la cámara", "spanish"}},
                                 "spanish"}));
     EXPECT_EQ(first->lastMediaPaths(), (QStringList{a, b, c}));
-    EXPECT_EQ(first->probeResults().size(), 3);
-    EXPECT_TRUE(QFile::exists(home.paths().cacheDir + "/probe_results.json"));
-
-    const double sources = mediaDuration(a) + mediaDuration(b) + mediaDuration(c);
-    EXPECT_NEAR(mediaDuration(home.paths().cacheDir + "/extracted_audio.wav"), sources, 0.1);
+    EXPECT_NEAR(mediaDuration(cache("extracted_audio.wav")),
+                mediaDuration(a) + mediaDuration(b) + mediaDuration(c), 0.1);
 
     // Again in the same launch: the cache answers, nothing is extracted or sent.
-    QFile::remove(home.paths().cacheDir + "/extracted_audio.wav");
+    QFile::remove(cache("extracted_audio.wav"));
     const qsizetype sent = whisper.requests().size();
-    auto second = pipeline();
-    AnalysisSeen again;
-    stubAnalysis(*second, again);
+    auto second = run();
     QList<PipelineStep> steps;
     QObject::connect(second.get(), &LocalPipeline::stepChanged, [&] { steps << second->step(); });
-    QCoro::waitFor(mine(*second, "Interview Cut"));
+    const Seen again = mine(*second, "Interview Cut");
 
     QList<LogLine> cached = expected.mid(0, 11);
     cached << LogLine{"✓ Found cached transcript — 2 segments · 6 words", "green"}
@@ -126,56 +102,22 @@ TEST_F(EndToEnd, TimelineToTranscriptThenTheCacheSparesTheSecondRun) {
     EXPECT_EQ(again.progress, 0.45);
     EXPECT_EQ(again.transcript, seen.transcript);
     EXPECT_EQ(whisper.requests().size(), sent);
-    EXPECT_FALSE(QFile::exists(home.paths().cacheDir + "/extracted_audio.wav"));
+    EXPECT_FALSE(QFile::exists(cache("extracted_audio.wav")));
 }
 
-TEST_F(EndToEnd, EachMediaFailureEndsTheRunWithItsOwnMessage) {
+TEST_F(EndToEnd, EveryChunkRefusedFailsTheRun) {
     ASSERT_TRUE(makeToneWav(media + "/a.wav", 2.0, 440));
-    const struct {
-        const char* name;
-        QString timeline;
-        QStringList files;
-        int whisperStatus;
-        QList<LogLine> tail;
-        double progress;
-    } cases[] = {
-        {"no such timeline",
-         "Missing",
-         {media + "/a.wav"},
-         200,
-         {{"Connecting to DaVinci Resolve...", "muted"},
-          {"✗ Could not find source media for timeline 'Missing'", "accent"}},
-         0.02},
-        {"every chunk refused",
-         "Cut",
-         {media + "/a.wav"},
-         401,
-         {{R"(  Whisper error: {"error":"bad key"})", "accent"},
-          {"  ⚠ Chunk 1 failed, skipping", "accent"},
-          {"✗ Transcription failed", "accent"}},
-         0.15},
-        {"the only file is gone",
-         "Cut",
-         {media + "/gone.wav"},
-         200,
-         {{"  ⚠ Failed to probe gone.wav", "accent"},
-          {"Extracting audio from timeline...", "muted"},
-          {"✗ Audio extraction failed", "accent"}},
-         0.05},
-    };
-    for (const auto& c : cases) {
-        TestHome fresh;
-        FakeHttpServer service;
-        service.respondJson(kPath, c.whisperStatus, R"({"error":"bad key"})");
-        writeTimelineState(fresh, "Cut", c.files);
-        auto p = mediaPipeline(fresh, service.baseUrl(), "sk-x");
-        QCoro::waitFor(mine(*p, c.timeline));
-        const QList<LogLine> lines = logLines(*p);
-        ASSERT_GE(lines.size(), c.tail.size()) << c.name;
-        EXPECT_EQ(lines.mid(lines.size() - c.tail.size()), c.tail) << c.name;
-        EXPECT_EQ(p->step(), PipelineStep::error) << c.name;
-        EXPECT_EQ(p->progress(), c.progress) << c.name;
-    }
+    writeTimelineState(home, "Cut", {media + "/a.wav"});
+    whisper.respondJson(kPath, 401, R"({"error":"bad key"})");
+    auto p = run();
+    mine(*p, "Cut");
+    EXPECT_EQ(logLines(*p).mid(logLines(*p).size() - 3),
+              (QList<LogLine>{
+                  {R"(  Whisper error: {"error":"bad key"})", "accent"},
+                  {"  ⚠ Chunk 1 failed, skipping", "accent"},
+                  {"✗ Transcription failed", "accent"},
+              }));
+    EXPECT_EQ(std::pair(p->step(), p->progress()), std::pair(PipelineStep::error, 0.15));
 }
 
 } // namespace
