@@ -6,33 +6,23 @@
 #include "support/FakeHttpServer.h"
 #include "support/TestEnv.h"
 
+#include <QPair>
 #include <QStringList>
 
+#include <QCoroTask>
+
 #include <memory>
-#include <ostream>
 
 namespace ondrel::test {
 
 inline constexpr const char* TEST_KEY = "sk-ant-test-key-0123";
 
-struct Line {
-    QString text;
-    QString color;
-    bool operator==(const Line&) const = default;
-};
-
-inline void PrintTo(const Line& l, std::ostream* os) {
-    *os << l.color.toStdString() << ": " << l.text.toStdString();
-}
+using Line = QPair<QString, QString>; // a log line's text and colour
 
 // Body of a Messages API answer with one text block.
 inline QByteArray claudeBody(const QString& text) {
-    Json block = Json::object();
-    block["type"] = "text";
-    block["text"] = text.toStdString();
-    Json body = Json::object();
-    body["content"] = Json::array({block});
-    return QByteArray::fromStdString(body.dump());
+    const Json block = {{"type", "text"}, {"text", text.toStdString()}};
+    return QByteArray::fromStdString(Json({{"content", Json::array({block})}}).dump());
 }
 
 struct AnalysisRig {
@@ -41,11 +31,15 @@ struct AnalysisRig {
     FixedClock clock{QDateTime(QDate(2026, 3, 1), QTime(10, 0, 0))};
     std::unique_ptr<LocalPipeline> pipeline;
 
-    explicit AnalysisRig(bool withKey = true) {
+    AnalysisRig() {
+        rebuild([](PipelineEnvironment&) {});
+    }
+
+    template <typename Edit> void rebuild(Edit edit) {
         PipelineEnvironment env = home.pipelineEnvironment(&clock);
         env.endpoints.anthropicHost = server.baseUrl();
-        if (withKey)
-            env.env.insert(QStringLiteral("ANTHROPIC_API_KEY"), QString::fromLatin1(TEST_KEY));
+        env.env.insert(QStringLiteral("ANTHROPIC_API_KEY"), QString::fromLatin1(TEST_KEY));
+        edit(env);
         pipeline = std::make_unique<LocalPipeline>(env);
         installAnalysisSteps(pipeline->steps());
     }
@@ -64,17 +58,13 @@ struct AnalysisRig {
             out << l.text;
         return out;
     }
-    QString allLogText() const { return texts().join(QLatin1Char('\n')); }
 
-    // The prompt of the n-th request to the messages endpoint.
-    QString sentPrompt(int n = 0) const {
+    // The prompt of the first request to the messages endpoint.
+    QString sentPrompt() const {
         const auto requests = server.requestsTo("/v1/messages");
-        if (n >= requests.size())
-            return {};
-        const auto body = parseJson(requests[n].body);
-        if (!body)
-            return {};
-        return QString::fromStdString((*body)["messages"][0]["content"].get<std::string>());
+        const auto body = requests.isEmpty() ? std::nullopt : parseJson(requests[0].body);
+        return body ? QString::fromStdString((*body)["messages"][0]["content"].get<std::string>())
+                    : QString();
     }
 };
 

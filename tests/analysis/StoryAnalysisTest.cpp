@@ -1,0 +1,218 @@
+// The style text, the analysis request against a fake language-model server, and every way its
+// answer can go: cleaning, decoding, and the manual recovery.
+#include "AnalysisTestSupport.h"
+
+#include "analysis/AnswerText.h"
+#include "analysis/DecodeError.h"
+#include "analysis/StoryAnalysis.h"
+#include "analysis/StyleModel.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+using namespace ondrel;
+using namespace ondrel::test;
+
+TEST(StylePrompt, DefaultsPresetsAndMagicMode) {
+    EXPECT_EQ(toJson(StyleSliders{}), Json::parse(R"({"pace":0.5,"structure":0.5,"emotion":0.5,"length":0.5,
+                                                       "boldness":0.3,"silence":0.5})"));
+    const auto all = [](double v) { return StyleSliders{v, v, v, v, v, v}; };
+    const QString middle = "Moderate pace\nBalanced structure\nModerate emotion\nMedium length segments\n"
+                           "Moderate boldness\nBalanced silence";
+    EXPECT_EQ(buildStylePrompt({}, std::nullopt, false), middle);
+    EXPECT_EQ(buildStylePrompt(all(0.3), QString("Corporate"), false), middle) << "ids match exactly";
+    EXPECT_EQ(buildStylePrompt(all(0.7), QString(""), false), middle);
+    EXPECT_EQ(buildStylePrompt(all(0.29999), std::nullopt, false),
+              "Meditative, slow\nLoose, freeform\nReserved, understated\nTight cuts, short segments\n"
+              "Conservative, safe choices\nFill gaps, keep moving");
+    EXPECT_EQ(buildStylePrompt(all(0.70001), std::nullopt, false),
+              "Fast-paced, energetic\nRigid, structured\nRaw, emotional\nExtended, breathing room\n"
+              "Bold, unexpected choices\nLet it breathe, embrace silence");
+    EXPECT_EQ(
+        buildStylePrompt({0.7, 0.9, 0.3, 0.25, 0.1, 0.2}, QString("corporate"), false),
+        "Base style: Corporate — Tight, message-driven, clear arc\nModerate pace\nRigid, structured\n"
+        "Moderate emotion\nTight cuts, short segments\nConservative, safe choices\nFill gaps, keep moving");
+    EXPECT_EQ(buildStylePrompt(all(1.0), QString("sizzle"), true),
+              "MAGIC MODE: Listen to the content and decide the best style yourself. Match the tone of the "
+              "speaker and subject matter. Explain your style choice in the results.");
+}
+
+TEST(AnswerText, CleaningTextBlocksAndDecodeReasons) {
+    const std::pair<QString, QString> cleaning[] = {
+        {"```json\r\n{\"a\":1}\r\n```", R"({"a":1})"},
+        {"```\n{\"a\":1}\n  \t```  ", R"({"a":1})"},
+        {"```json\n{\"a\":1}", R"({"a":1})"},
+        {"```json\nSure! {\"a\":{\"b\":2}} done\n```", R"({"a":{"b":2}})"},
+        {"{ broken", "{ broken"},
+        {"```text\nno object here\n  ```\n```", "no object here"},
+        {"```\nbefore\n```\nafter", "before\n```\nafter"},
+    };
+    for (const auto& [answer, cleaned] : cleaning)
+        EXPECT_EQ(cleanAnswerText(answer), cleaned) << answer.toStdString();
+
+    // Only the first text block counts, and only when its text is a string.
+    EXPECT_FALSE(answerTextFromBody(R"({"content":[{"type":"text"},{"type":"text","text":"later"}]})"));
+    EXPECT_FALSE(answerTextFromBody(R"({"content":[{"type":"text","text":5}]})"));
+    const QString flagAndAccent = QString::fromUtf8("🇪🇸e\u0301");
+    EXPECT_EQ(characterCount(flagAndAccent + "ab"), 4);
+    EXPECT_EQ(prefixCharacters(flagAndAccent + "ab", 2), flagAndAccent);
+
+    const auto reason = [](const char* text) {
+        return std::get<QString>(decodeExplained<MiningResults>(QByteArray(text)));
+    };
+    EXPECT_EQ(reason(R"({"segments":[{"index":1.5}]})"),
+              "Expected a whole number at \"segments[0].index\", found the number 1.5.");
+    EXPECT_EQ(
+        reason(R"({"segments":[],"structure":{"acts":[{"name":"A","segments":["x"]}],"totalDuration":1}})"),
+        "Expected a whole number at \"structure.acts[0].segments[0]\", found a string.");
+}
+
+namespace {
+
+const char* validAnswer =
+    R"({"segments":[{"index":0,"startTime":4.2,"endTime":20.0,"sourceClip":"source","transcript":"Nací",)"
+    R"("translation":"I was born"}],"structure":{"acts":[{"name":"Act 1","segments":[0]}],"totalDuration":15.8},)"
+    R"("subtitles":[{"startTime":4.2,"endTime":8.0,"text":"I was born"}],"estimatedDuration":15.8})";
+
+MiningResults validResults() {
+    MiningResults r;
+    r.segments = {{0, 4.2, 20.0, "source", "Nací", "I was born", std::nullopt}};
+    r.structure = {{{"Act 1", {0}}}, 15.8};
+    r.subtitles = {{4.2, 8.0, "I was born"}};
+    r.estimatedDuration = 15.8;
+    return r;
+}
+
+std::optional<MiningResults> analyze(AnalysisRig& rig, const TranscriptResult& t, double minutes = 2.5,
+                                     const QString& style = "STYLE") {
+    return QCoro::waitFor(analyzeStory(rig.p(), t, minutes, "auto", style));
+}
+
+} // namespace
+
+TEST(AnalyzeStory, PromptMatchesTheGoldenTextByteForByte) {
+    AnalysisRig rig;
+    rig.server.respondJson("/v1/messages", 200, claudeBody(validAnswer));
+    const StylePreset& corporate = STYLE_PRESETS()[1];
+    const TranscriptResult transcript{{{0.0, 4.2, "Bueno, empecemos.", "es"},
+                                       {4.2, 12.75, "Nací en un pueblo pequeño.", "es"},
+                                       {12.75, 20.0, "  Mi padre era pescador.  ", "es"},
+                                       {20.0, 33.0, "Todos los días salía al mar.", "es"},
+                                       {33.0, 78.0, "Una vez hubo una tormenta terrible.", "es"},
+                                       {78.0, 79.0, "¿Y qué pasó?", "es"},
+                                       {79.0, 80.5, "Pues...", "es"},
+                                       {80.5, 81.25, "El barco", "es"},
+                                       {81.25, 83.0, "no volvió", "es"},
+                                       {83.0, 84.25, "hasta el amanecer.", "es"},
+                                       {84.25, 95.5, "Mi madre lloraba de alegría.", "es"},
+                                       {95.5, 101.0, "Fin.\t", "es"}},
+                                      "es"};
+
+    const auto result =
+        analyze(rig, transcript, 2.5, buildStylePrompt(corporate.sliders, corporate.id, false));
+
+    const QString golden = goldenText("analysis_prompt.txt");
+    ASSERT_FALSE(golden.isEmpty());
+    EXPECT_EQ(rig.sentPrompt(), golden);
+    EXPECT_EQ(result, validResults());
+    EXPECT_EQ(rig.lines(), QList<Line>({{"  Sending 294 chars to Claude...", "dim"}}));
+}
+
+TEST(AnalyzeStory, OneRequestWithExactHeadersAndBody) {
+    AnalysisRig rig;
+    rig.server.respondJson("/v1/messages", 200, claudeBody(validAnswer));
+    const TranscriptResult t{{{0, 1, "a/b \"quoted\" ñ", "es"}}, "es"};
+
+    ASSERT_TRUE(analyze(rig, t, 3, "S"));
+
+    const auto requests = rig.server.requests();
+    ASSERT_EQ(requests.size(), 1);
+    const RecordedRequest& r = requests[0];
+    EXPECT_EQ(r.method, "POST");
+    EXPECT_EQ(r.path, "/v1/messages");
+    EXPECT_EQ(r.header("x-api-key"), TEST_KEY);
+    EXPECT_EQ(r.header("anthropic-version"), "2023-06-01");
+    EXPECT_EQ(r.header("content-type"), "application/json");
+    const Json message = {{"role", "user"},
+                          {"content", buildAnalysisPrompt(t, 3, "auto", "S").toStdString()}};
+    EXPECT_EQ(r.body.toStdString(), R"({"model":"claude-sonnet-4-20250514","max_tokens":8000,"messages":[)" +
+                                        message.dump() + "]}");
+}
+
+TEST(AnalyzeStory, PromptFiguresAndFolding) {
+    // The source runs to the last end (no sum), the target is cut towards zero, a chosen language wins.
+    const QString prompt =
+        buildAnalysisPrompt({{{0, 10, "x", "es"}, {500, 630, "y", "es"}}, "es"}, 2.99, "fr", "S");
+    EXPECT_TRUE(prompt.contains("SOURCE: 10 minutes of interview footage (630 total seconds)\n"
+                                "TARGET: 2 minutes (179 seconds)\nSOURCE LANGUAGE: fr\n"))
+        << prompt.toStdString();
+    EXPECT_TRUE(buildAnalysisPrompt({{}, "es"}, std::nan(""), "auto", "S")
+                    .contains("SOURCE: 0 minutes of interview footage (0 total seconds)\n"
+                              "TARGET: 0 minutes (0 seconds)\n"));
+    // A line closes once it spans 30 s, exactly 30 included.
+    EXPECT_EQ(foldTranscript({{0, 30, "a", "en"}, {30, 31, "b", "en"}}),
+              "[0.0s → 30.0s] a\n[30.0s → 31.0s] b\n");
+}
+
+TEST(AnalyzeStory, AnswersAndTheirLogLines) {
+    // Valid JSON of the wrong shape: every field the record needs falls back to its default.
+    const QString wrongShape =
+        R"({"segments":[{"startTime":1},{"startTime":1,"endTime":3},{"index":"x","startTime":4,"endTime":10,)"
+        R"("chapter":"C"},{"index":7.0,"startTime":10,"endTime":11,"sourceClip":4,"translation":12},)"
+        R"({"index":3.5,"startTime":11,"endTime":12,"chapter":null}],"structure":{"acts":[{"segments":[0]},)"
+        R"({"name":5,"segments":[1,2.5]},{"name":"A","segments":[1.0]}],"totalDuration":500},"subtitles":[)"
+        R"({"text":"no times"},{"startTime":1,"endTime":2,"text":"kept"},{"startTime":3,"endTime":"4","text":"x"}],)"
+        R"("estimatedDuration":"soon"})";
+    MiningResults recovered;
+    recovered.segments = {{1, 1, 3, "source", "", "", std::nullopt},
+                          {2, 4, 10, "source", "", "", QString("C")},
+                          {7, 10, 11, "source", "", "", std::nullopt},
+                          {4, 11, 12, "source", "", "", std::nullopt}};
+    recovered.structure = {{{"Untitled", {0}}, {"Untitled", {}}, {"A", {1}}}, 10};
+    recovered.subtitles = {{1, 2, "kept"}};
+    recovered.estimatedDuration = 10;
+
+    const QString preview = "  Response preview: ";
+    const QByteArray rateLimited =
+        R"({"type":"error","error":{"type":"rate_limit_error","message":")" + QByteArray(400, 'x') + R"("}})";
+    const QString notJson = "  JSON decode error: The data isn't valid JSON (at byte 1).";
+    struct Case {
+        ScriptedResponse response;
+        std::optional<MiningResults> result;
+        QList<Line> log; // after the "Sending" line
+    } cases[] = {
+        {{200, claudeBody(QString("```json\n") + validAnswer + "\n```")}, validResults(), {}},
+        {{200, claudeBody(QString("Here is your edit:\n") + validAnswer + "\nEnjoy!")}, validResults(), {}},
+        {{200, R"({"content":[{"type":"thinking","thinking":"{}"},{"type":"text","text":)" +
+                   QByteArray::fromStdString(Json(std::string(validAnswer)).dump()) + "}]}"},
+         validResults(),
+         {}},
+        {{429, rateLimited}, std::nullopt, {{"  Claude HTTP error: " + rateLimited.left(300), "accent"}}},
+        {{401, QByteArray("invalid x-api-key: ") + TEST_KEY},
+         std::nullopt,
+         {{"  Claude HTTP error: invalid x-api-key: [redacted]", "accent"}}},
+        {{200, QByteArray(250, 'y')},
+         std::nullopt,
+         {{"  Claude response parse error: " + QString(200, 'y'), "accent"}}},
+        {{200, claudeBody("I'm sorry, I can't help with that.")},
+         std::nullopt,
+         {{notJson, "accent"}, {preview + "I'm sorry, I can't help with that....", "dim"}}},
+        {{200, claudeBody("} no object here {")},
+         std::nullopt,
+         {{notJson, "accent"}, {preview + "} no object here {...", "dim"}}},
+        {{200, claudeBody(wrongShape)},
+         recovered,
+         {{"  JSON decode error: No value at \"segments[0].index\".", "accent"},
+          {preview + wrongShape.left(300) + "...", "dim"},
+          {"  ✓ Recovered via manual parse", "green"}}},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.response.body.toStdString());
+        AnalysisRig rig;
+        rig.server.enqueue("/v1/messages", c.response);
+        EXPECT_EQ(analyze(rig, {{{0, 1, "x", "es"}}, "es"}), c.result);
+        EXPECT_EQ(rig.lines().mid(1), c.log);
+        EXPECT_EQ(rig.server.requestsTo("/v1/messages").size(), 1) << "never retried";
+    }
+}
