@@ -337,30 +337,3 @@ TEST_F(PipelineRun, RemineHasNoCancelTestAfterWordTiming) {
     EXPECT_EQ(script.calls.last(), "build"); // stops at the build's cancel test
     EXPECT_EQ(pipeline.step(), PipelineStep::building);
 }
-
-TEST_F(PipelineRun, UninstalledStepsFailAtTheFirstStep) {
-    LocalPipeline bare{home.pipelineEnvironment(&clock)};
-    QCoro::waitFor(bare.run("TL", MiningMode::audit, 1, "auto", {}, std::nullopt, "", false));
-    ASSERT_EQ(bare.logs().size(), 3);
-    EXPECT_EQ(bare.logs()[0].text, "$ ondrel mine --mode audit-mine");
-    EXPECT_EQ(bare.logs()[2].text, "✗ Could not find source media for timeline 'TL'");
-    EXPECT_EQ(bare.progress(), 0.02);
-}
-
-TEST_F(PipelineRun, RebuildNeedsResults) {
-    bool called = false;
-    pipeline.steps().buildResolveTimeline = [&](LocalPipeline&, QString, MiningResults,
-                                                QStringList) -> QCoro::Task<bool> {
-        called = true;
-        co_return true;
-    };
-    EXPECT_FALSE(QCoro::waitFor(pipeline.rebuildTimeline("x", {})));
-    EXPECT_FALSE(called);
-    EXPECT_TRUE(pipeline.logs().isEmpty());
-
-    pipeline.setResults(story());
-    EXPECT_TRUE(QCoro::waitFor(pipeline.rebuildTimeline("x", {})));
-    EXPECT_EQ(lines(),
-              (QList<Line>{{"Rebuilding timeline in Resolve...", "muted"}, {"✓ Timeline rebuilt", "green"}}));
-}
-

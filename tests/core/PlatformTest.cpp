@@ -32,4 +32,3 @@ TEST(Endpoints, BaseUrlsReadLikeTheVendorsSdks) {
         EXPECT_EQ(e.messagesUrl(), c.messages);
     }
 }
-

@@ -147,4 +147,3 @@ TEST(PipelineLogs, SameSecondSameStampDistinctIds) {
     EXPECT_NE(a.id, b.id);
     EXPECT_EQ(a.color, "muted");
 }
-

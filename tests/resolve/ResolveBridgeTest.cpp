@@ -182,26 +182,6 @@ TEST(ResolveBridge, BuildTimelineNamesByTimeAndRefusesDuplicates) {
     EXPECT_EQ(err->description(), "Failed to build timeline in Resolve");
 }
 
-TEST(ResolveBridgeError, Descriptions) {
-    using K = ResolveBridgeError::Kind;
-    EXPECT_EQ(ResolveBridgeError(K::scriptExecutionFailed, "x").description(), "Script execution failed: x");
-    EXPECT_EQ(ResolveBridgeError(K::pythonNotFound).description(),
-              "Python3 not found. Please install Python 3.");
-    EXPECT_EQ(ResolveBridgeError(K::noCurrentProject).description(), "No current project in DaVinci Resolve");
-    EXPECT_EQ(ResolveBridgeError(K::audioExtractionFailed).description(),
-              "Failed to extract audio from timeline");
-}
-
-TEST(ProtocolLines, PrefixesRemovedEverywhereInTheLine) {
-    const auto lines = readProtocolLines("  LOG:step LOG:two \nERROR:bad\nSUCCESS:3 clips\nplain\n");
-    ASSERT_EQ(lines.size(), 5);
-    EXPECT_EQ(lines[0].kind, ProtocolLine::Kind::log);
-    EXPECT_EQ(lines[0].rest, "step two");
-    EXPECT_EQ(lines[1].rest, "bad");
-    EXPECT_EQ(lines[2].kind, ProtocolLine::Kind::success);
-    EXPECT_EQ(lines[3].kind, ProtocolLine::Kind::other);
-}
-
 TEST(PythonPrograms, EveryProgramCompilesAndValuesCannotBreakOut) {
     const QStringList programs = QDir(":/ondrel/scripts").entryList(QDir::Files);
     ASSERT_FALSE(programs.isEmpty());

@@ -273,6 +273,8 @@ TEST_F(TimelineBuild, RebuildWithoutAudioClipsFails) {
     setState(resolveState(media, {{"cam.mov", "00:05:00:00", "Video"}}));
     MiningResults results;
     results.segments = {segment(1, 0, 4, "a.wav", "x")};
+    EXPECT_FALSE(QCoro::waitFor(pipeline.rebuildTimeline("X", {}))); // nothing to build: no line at all
+    EXPECT_TRUE(pipeline.logs().isEmpty());
     pipeline.setResults(results);
     EXPECT_FALSE(QCoro::waitFor(pipeline.rebuildTimeline("X", {})));
     const QStringList log = logTexts();
