@@ -15,7 +15,8 @@ using namespace ondrel;
 
 namespace {
 
-const QStringList mediaPaths{QStringLiteral("/m/a.wav"), QStringLiteral("/m/b.mov"), QStringLiteral("/n/a.wav")};
+const QStringList mediaPaths{QStringLiteral("/m/a.wav"), QStringLiteral("/m/b.mov"),
+                             QStringLiteral("/n/a.wav")};
 
 void useResults(const MiningResults& results) {
     (void)segmentsJson(results.segments);
