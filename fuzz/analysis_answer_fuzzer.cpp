@@ -30,7 +30,7 @@ void useResults(const MiningResults& results) {
 
 void readAnswerText(const QString& text) {
     const QString cleaned = cleanAnswerText(text);
-    (void)prefixCharacters(cleaned, 300);
+    (void)leadingCharacters(cleaned, 300);
     (void)characterCount(cleaned);
     const std::optional<QByteArray> data = strictUtf8Bytes(cleaned);
     if (!data)

@@ -4,37 +4,12 @@
 
 #include <QStringDecoder>
 #include <QStringEncoder>
-#include <QTextBoundaryFinder>
 
 #include <cmath>
 #include <cstdio>
 #include <limits>
 
 namespace ondrel {
-
-qsizetype characterCount(const QString& text) {
-    if (text.isEmpty())
-        return 0;
-    QTextBoundaryFinder finder(QTextBoundaryFinder::Grapheme, text);
-    qsizetype count = 0;
-    while (finder.toNextBoundary() != -1)
-        ++count;
-    return count;
-}
-
-QString prefixCharacters(const QString& text, qsizetype count) {
-    if (count <= 0 || text.isEmpty())
-        return {};
-    QTextBoundaryFinder finder(QTextBoundaryFinder::Grapheme, text);
-    qsizetype end = 0;
-    for (qsizetype i = 0; i < count; ++i) {
-        const qsizetype next = finder.toNextBoundary();
-        if (next == -1)
-            return text;
-        end = next;
-    }
-    return text.left(end);
-}
 
 std::optional<QString> strictUtf8(const QByteArray& bytes) {
     QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);

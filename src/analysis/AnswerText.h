@@ -3,6 +3,8 @@
 // object, and the character-level helpers the log lines need. No I/O; every function takes any
 // bytes at all and never fails hard.
 
+#include "core/Text.h"
+
 #include <QByteArray>
 #include <QString>
 
@@ -12,8 +14,6 @@ namespace ondrel {
 
 // Characters as a reader sees them (grapheme clusters), so a cut never splits an accented
 // letter or an emoji.
-qsizetype characterCount(const QString& text);
-QString prefixCharacters(const QString& text, qsizetype count);
 
 // The body read as UTF-8, or absent when it is not valid UTF-8.
 std::optional<QString> strictUtf8(const QByteArray& bytes);

@@ -43,14 +43,14 @@ QCoro::Task<std::optional<CleanedAnswer>> requestClaude(LocalPipeline& pipeline,
     }
     if (response.status < 200 || response.status > 299) {
         const std::optional<QString> text = strictUtf8(response.body);
-        const QString shown = text ? prefixCharacters(*text, 300) : QStringLiteral("unknown");
+        const QString shown = text ? leadingCharacters(*text, 300) : QStringLiteral("unknown");
         pipeline.log(QStringLiteral("  Claude HTTP error: ") + redactSecret(shown, key), accent);
         co_return std::nullopt;
     }
     const std::optional<QString> answer = answerTextFromBody(response.body);
     if (!answer) {
         const std::optional<QString> text = strictUtf8(response.body);
-        const QString shown = text ? prefixCharacters(*text, 200) : QStringLiteral("empty");
+        const QString shown = text ? leadingCharacters(*text, 200) : QStringLiteral("empty");
         pipeline.log(QStringLiteral("  Claude response parse error: ") + redactSecret(shown, key), accent);
         co_return std::nullopt;
     }

@@ -145,7 +145,7 @@ QCoro::Task<std::optional<MiningResults>> analyzeStory(LocalPipeline& pipeline, 
     pipeline.log(QStringLiteral("  JSON decode error: ") + std::get<QString>(decoded),
                  QStringLiteral("accent"));
     pipeline.log(QStringLiteral("  Response preview: ") +
-                     redactSecret(prefixCharacters(answer->text, 300), key) + QStringLiteral("..."),
+                     redactSecret(leadingCharacters(answer->text, 300), key) + QStringLiteral("..."),
                  QStringLiteral("dim"));
     std::optional<MiningResults> recovered = tryManualParse(answer->text);
     if (recovered)

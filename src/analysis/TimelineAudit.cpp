@@ -48,7 +48,7 @@ QCoro::Task<std::optional<AuditReport>> analyzeAudit(LocalPipeline& pipeline, QS
     // No manual recovery for audits.
     pipeline.log(QStringLiteral("  JSON decode error: ") + std::get<QString>(decoded), accent);
     pipeline.log(QStringLiteral("  Response preview: ") +
-                     redactSecret(prefixCharacters(answer->text, 300), pipeline.anthropicKey()) +
+                     redactSecret(leadingCharacters(answer->text, 300), pipeline.anthropicKey()) +
                      QStringLiteral("..."),
                  QStringLiteral("dim"));
     co_return std::nullopt;

@@ -1,7 +1,6 @@
 #include "ExportSupport.h"
 
 #include <QSaveFile>
-#include <QTextBoundaryFinder>
 
 #include <cmath>
 #include <cstdio>
@@ -22,43 +21,6 @@ QString zeroPadded(qint64 v, int width) {
     char buf[32];
     const int n = std::snprintf(buf, sizeof buf, "%0*lld", width, static_cast<long long>(v));
     return QString::fromLatin1(buf, n);
-}
-
-namespace {
-bool isPlainAscii(const QString& s) {
-    for (QChar c : s)
-        if (c.unicode() >= 0x80 || c == u'\r')
-            return false;
-    return true;
-}
-} // namespace
-
-qsizetype characterCount(const QString& s) {
-    if (isPlainAscii(s))
-        return s.size();
-    QTextBoundaryFinder finder(QTextBoundaryFinder::Grapheme, s);
-    qsizetype count = 0;
-    while (finder.toNextBoundary() > 0)
-        ++count;
-    return count;
-}
-
-QString leadingCharacters(const QString& s, qsizetype n) {
-    if (n <= 0)
-        return QString();
-    if (s.size() <= n)
-        return s;
-    if (isPlainAscii(s))
-        return s.left(n);
-    QTextBoundaryFinder finder(QTextBoundaryFinder::Grapheme, s);
-    qsizetype end = 0;
-    for (qsizetype i = 0; i < n; ++i) {
-        const qsizetype next = finder.toNextBoundary();
-        if (next < 0)
-            return s;
-        end = next;
-    }
-    return s.left(end);
 }
 
 namespace {

@@ -2,6 +2,8 @@
 // Small pieces the export writers share: checked whole numbers, characters as the user sees
 // them, path extensions, and the one atomic file write.
 
+#include "core/Text.h"
+
 #include <QByteArray>
 #include <QString>
 
@@ -21,11 +23,6 @@ std::optional<qint64> wholeNumber(double v);
 
 // "%02lld" and friends, with C's sign handling (-1 stays "-1").
 QString zeroPadded(qint64 v, int width);
-
-// Counting and cutting by user-perceived characters, so a cut never splits a surrogate pair
-// or a base letter from its accent.
-qsizetype characterCount(const QString& s);
-QString leadingCharacters(const QString& s, qsizetype n);
 
 // The text after the last dot of the last path component ("" when there is none; a leading
 // dot marks a hidden name, not an extension), and the path without ".{extension}".

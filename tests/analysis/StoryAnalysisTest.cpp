@@ -56,7 +56,7 @@ TEST(AnswerText, CleaningTextBlocksAndDecodeReasons) {
     EXPECT_FALSE(answerTextFromBody(R"({"content":[{"type":"text","text":5}]})"));
     const QString flagAndAccent = QString::fromUtf8("🇪🇸e\u0301");
     EXPECT_EQ(characterCount(flagAndAccent + "ab"), 4);
-    EXPECT_EQ(prefixCharacters(flagAndAccent + "ab", 2), flagAndAccent);
+    EXPECT_EQ(leadingCharacters(flagAndAccent + "ab", 2), flagAndAccent);
 
     const auto reason = [](const char* text) {
         return std::get<QString>(decodeExplained<MiningResults>(QByteArray(text)));

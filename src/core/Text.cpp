@@ -1,0 +1,45 @@
+#include "Text.h"
+
+#include <QTextBoundaryFinder>
+
+namespace ondrel {
+
+namespace {
+// Plain ASCII without CR has one grapheme per code unit: no boundary search needed.
+bool isPlainAscii(const QString& s) {
+    for (QChar c : s)
+        if (c.unicode() >= 0x80 || c == u'\r')
+            return false;
+    return true;
+}
+} // namespace
+
+qsizetype characterCount(const QString& text) {
+    if (isPlainAscii(text))
+        return text.size();
+    QTextBoundaryFinder finder(QTextBoundaryFinder::Grapheme, text);
+    qsizetype count = 0;
+    while (finder.toNextBoundary() > 0)
+        ++count;
+    return count;
+}
+
+QString leadingCharacters(const QString& text, qsizetype count) {
+    if (count <= 0)
+        return QString();
+    if (text.size() <= count)
+        return text;
+    if (isPlainAscii(text))
+        return text.left(count);
+    QTextBoundaryFinder finder(QTextBoundaryFinder::Grapheme, text);
+    qsizetype end = 0;
+    for (qsizetype i = 0; i < count; ++i) {
+        const qsizetype next = finder.toNextBoundary();
+        if (next < 0)
+            return text;
+        end = next;
+    }
+    return text.left(end);
+}
+
+} // namespace ondrel

@@ -1,0 +1,16 @@
+#pragma once
+// Text measured the way a reader sees it: one character per grapheme, so an accented letter or an
+// emoji is never counted twice nor cut in half.
+
+#include <QByteArray>
+#include <QString>
+
+#include <optional>
+
+namespace ondrel {
+
+qsizetype characterCount(const QString& text);
+// The first `count` characters (all of the text when it is shorter).
+QString leadingCharacters(const QString& text, qsizetype count);
+
+} // namespace ondrel

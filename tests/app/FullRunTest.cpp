@@ -1,0 +1,88 @@
+// One whole mining run with every step wired: fake Resolve, fake services, real ffmpeg.
+#include "app/PipelineWiring.h"
+#include "support/FakeHttpServer.h"
+#include "support/TestEnv.h"
+
+#include <QCoroTask>
+#include <QDir>
+#include <QProcess>
+
+#include <gtest/gtest.h>
+
+using namespace ondrel;
+using ondrel::test::FakeHttpServer;
+using ondrel::test::readFile;
+using ondrel::test::TestHome;
+
+namespace {
+
+bool run(const QString& program, const QStringList& args) {
+    QProcess p;
+    p.start(program, args);
+    return p.waitForFinished(120000) && p.exitCode() == 0;
+}
+
+const char* kStory = R"({"segments":[{"index":1,"startTime":2,"endTime":9,"sourceClip":"source",
+  "transcript":"hola a todos","translation":"hello everyone","chapter":"Opening"}],
+  "structure":{"acts":[{"name":"Opening","segments":[1]}],"totalDuration":7},
+  "subtitles":[{"startTime":0,"endTime":7,"text":"hello everyone"}],"estimatedDuration":7})";
+
+} // namespace
+
+TEST(FullRun, TimelineToBuiltStoryAndExports) {
+    TestHome home;
+    const QString wav = home.path() + "/media/interview.wav";
+    QDir().mkpath(home.path() + "/media");
+    ASSERT_TRUE(run("/usr/bin/ffmpeg", {"-v", "quiet", "-f", "lavfi", "-i", "sine=frequency=300:duration=40",
+                                        "-ar", "48000", wav}));
+    const QString state = R"PY(
+import sys
+sys.path.insert(0, sys.argv[1])
+import fake_resolve_state as f
+c = f.clip(sys.argv[3])
+f.write(sys.argv[2], f.state(clips=[c], timelines=[f.timeline("Day 1", audio=[[f.item(c, 86400, 86400 + 960)]])]))
+)PY";
+    ASSERT_TRUE(
+        run("/usr/bin/python3", {"-c", state, test::fakeResolveModuleDir(), home.resolveStateFile(), wav}));
+
+    FakeHttpServer server;
+    server.respondJson(
+        "/v1/audio/transcriptions", 200,
+        R"({"text":"hola a todos","language":"spanish","segments":[{"start":2,"end":9,"text":"hola a todos"}]})");
+    server.respondJson(
+        "/v1/audio/transcriptions", 200,
+        R"({"text":"hola a todos","words":[{"word":"hola","start":0.1,"end":0.5},{"word":"a","start":0.6,"end":0.7},{"word":"todos","start":0.8,"end":1.4}]})");
+    server.respondJson(
+        "/v1/messages", 200,
+        QByteArray::fromStdString(Json{{"content", {{{"type", "text"}, {"text", kStory}}}}}.dump()));
+
+    PipelineEnvironment env = home.pipelineEnvironment();
+    env.endpoints.openaiHost = server.baseUrl();
+    env.endpoints.anthropicHost = server.baseUrl();
+    env.env.insert("OPENAI_API_KEY", "sk-test");
+    env.env.insert("ANTHROPIC_API_KEY", "ak-test");
+    auto pipeline = makePipeline(env);
+    QCoro::waitFor(pipeline->run("Day 1", MiningMode::fullMine, 5, "auto", {}, std::nullopt, "", false));
+
+    QStringList log;
+    for (const auto& l : pipeline->logs())
+        log << l.text;
+    ASSERT_EQ(pipeline->step(), PipelineStep::complete) << log.join('\n').toStdString();
+    EXPECT_EQ(pipeline->progress(), 1.0);
+    EXPECT_EQ(pipeline->results()->segments.value(0).sourceClip, "interview.wav");
+    EXPECT_TRUE(log.contains("✓ 3 words transcribed across 1 segments"));
+    EXPECT_EQ(pipeline->buildResult(), QStringLiteral("✓ 1/1 clips appended"));
+
+    // The story reached Resolve, and the export folder holds every file.
+    const Json resolve = Json::parse(readFile(home.resolveStateFile()).toStdString());
+    const Json& timelines = resolve["projects"]["Interviews"]["timelines"];
+    ASSERT_EQ(timelines.size(), 2u);
+    EXPECT_EQ(timelines[1]["tracks"]["audio"][0].size(), 1u);
+    EXPECT_EQ(timelines[1]["markers"].size(), 1u);
+    const QString exports = *pipeline->lastExportDir();
+    for (const char* file :
+         {"subtitles.srt", "transcript.txt", "story_brief.md", "mining_results.json", "project.json"})
+        EXPECT_FALSE(readFile(exports + "/" + file).isEmpty()) << file;
+    EXPECT_EQ(server.requestsTo("/v1/messages").size(), 1);
+    EXPECT_EQ(server.requestsTo("/v1/audio/transcriptions").size(), 2);
+}
