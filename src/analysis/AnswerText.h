@@ -12,11 +12,6 @@
 
 namespace ondrel {
 
-// Characters as a reader sees them (grapheme clusters), so a cut never splits an accented
-// letter or an emoji.
-
-// The body read as UTF-8, or absent when it is not valid UTF-8.
-std::optional<QString> strictUtf8(const QByteArray& bytes);
 // The text encoded as UTF-8, or absent when it holds a lone surrogate.
 std::optional<QByteArray> strictUtf8Bytes(const QString& text);
 

@@ -1,5 +1,7 @@
 #include "SourceClips.h"
 
+#include "core/Files.h"
+
 #include <QFileInfo>
 #include <QSaveFile>
 
@@ -67,24 +69,11 @@ QString segmentsJsonPath(const LocalPipeline& pipeline) {
     return pipeline.paths().cacheDir + QStringLiteral("/segments.json");
 }
 
-namespace {
-
-// Write errors are swallowed on purpose; the folder is made earlier in the run, not here.
-void writeAtomically(const QString& path, const QByteArray& data) {
-    QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly))
-        return;
-    file.write(data);
-    file.commit();
-}
-
-} // namespace
-
 void writeSegmentsJson(LocalPipeline& pipeline, const MiningResults& analysis) {
     const std::optional<QByteArray> data = segmentsJson(analysis.segments);
     if (!data)
         return;
-    writeAtomically(segmentsJsonPath(pipeline), *data);
+    writeFileAtomically(segmentsJsonPath(pipeline), *data); // errors swallowed on purpose
     pipeline.log(QStringLiteral("  Wrote %1 segments to cache").arg(analysis.segments.size()),
                  QStringLiteral("dim"));
 }
@@ -93,7 +82,7 @@ void writeSegmentsJsonPublic(const LocalPipeline& pipeline, const QList<StorySeg
     const std::optional<QByteArray> data = segmentsJson(segments);
     if (!data)
         return;
-    writeAtomically(segmentsJsonPath(pipeline), *data);
+    writeFileAtomically(segmentsJsonPath(pipeline), *data); // errors swallowed on purpose
 }
 
 } // namespace ondrel

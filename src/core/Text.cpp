@@ -1,5 +1,6 @@
 #include "Text.h"
 
+#include <QStringDecoder>
 #include <QTextBoundaryFinder>
 
 namespace ondrel {
@@ -13,6 +14,14 @@ bool isPlainAscii(const QString& s) {
     return true;
 }
 } // namespace
+
+std::optional<QString> strictUtf8(const QByteArray& bytes) {
+    QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
+    QString text = decoder.decode(bytes);
+    if (decoder.hasError())
+        return std::nullopt;
+    return text;
+}
 
 qsizetype characterCount(const QString& text) {
     if (isPlainAscii(text))

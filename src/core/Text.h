@@ -9,6 +9,9 @@
 
 namespace ondrel {
 
+// The bytes as UTF-8, or nothing when they are not valid UTF-8.
+std::optional<QString> strictUtf8(const QByteArray& bytes);
+
 qsizetype characterCount(const QString& text);
 // The first `count` characters (all of the text when it is shorter).
 QString leadingCharacters(const QString& text, qsizetype count);

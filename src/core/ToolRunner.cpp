@@ -1,5 +1,7 @@
 #include "ToolRunner.h"
 
+#include "Text.h"
+
 #include <QFile>
 #include <QPointer>
 #include <QProcess>
@@ -13,11 +15,7 @@
 namespace ondrel {
 
 QString utf8OrEmpty(const QByteArray& bytes) {
-    QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
-    QString text = decoder.decode(bytes);
-    if (decoder.hasError())
-        return {};
-    return text;
+    return strictUtf8(bytes).value_or(QString());
 }
 
 QCoro::Task<ProcessOutcome> runChild(QString program, QStringList args, ProcessOptions options) {
@@ -116,10 +114,10 @@ std::optional<QString> KeyLookup::readKeyFromZshrc(const QString& name) const {
     QFile file(m_zshrc);
     if (!file.open(QIODevice::ReadOnly))
         return std::nullopt;
-    QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
-    const QString text = decoder.decode(file.readAll());
-    if (decoder.hasError())
+    const std::optional<QString> content = strictUtf8(file.readAll());
+    if (!content)
         return std::nullopt;
+    const QString& text = *content;
     const QString needle = QStringLiteral("export ") + name + QLatin1Char('=');
     const QStringList lines = text.split(QLatin1Char('\n'));
     for (const QString& line : lines) {

@@ -2,6 +2,7 @@
 // Small pieces the export writers share: checked whole numbers, characters as the user sees
 // them, path extensions, and the one atomic file write.
 
+#include "core/Files.h"
 #include "core/Text.h"
 
 #include <QByteArray>
@@ -31,8 +32,5 @@ QString deletingPathExtension(const QString& path);
 
 // Parses an optional sign and ASCII digits only, as a strict integer reader does.
 std::optional<qint64> parseDecimalInteger(const QString& text);
-
-// Writes through a temporary file renamed into place, so a reader never sees half a file.
-bool writeFileAtomically(const QString& path, const QByteArray& bytes, QString* error = nullptr);
 
 } // namespace ondrel

@@ -2,6 +2,7 @@
 
 #include "MediaProbe.h"
 #include "MediaSupport.h"
+#include "core/Files.h"
 #include "core/PythonProgram.h"
 
 #include <QDir>
@@ -217,7 +218,7 @@ QCoro::Task<std::optional<QString>> extractAudio(LocalPipeline& pipeline, QStrin
             sources << sourceAudioFromProbe(path, co_await ffprobeJson(pipeline.tools(), path));
     }
     const ExtractionPlan plan = planExtraction(sources, concatPath, partial);
-    if (ordered.size() != 1 && !media::writeFileAtomically(concatPath, plan.concatList.toUtf8()))
+    if (ordered.size() != 1 && !writeFileAtomically(concatPath, plan.concatList.toUtf8()))
         co_return std::nullopt;
     const bool ok = co_await pipeline.tools().runProcess(pipeline.toolPaths().ffmpeg, plan.args);
     std::error_code error;

@@ -1,6 +1,7 @@
 #include "MediaProbe.h"
 
 #include "MediaSupport.h"
+#include "core/Files.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -263,7 +264,7 @@ void saveProbeCache(const LocalPipeline& pipeline) {
     const auto bytes = probeCacheBytes(pipeline.probeResults());
     if (!bytes)
         return;
-    media::writeFileAtomically(probeCachePath(pipeline.paths()), *bytes);
+    writeFileAtomically(probeCachePath(pipeline.paths()), *bytes);
 }
 
 } // namespace ondrel

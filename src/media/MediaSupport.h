@@ -17,9 +17,6 @@ std::optional<double> readDouble(const QString& text);
 // A whole number as a whole text ("48000").
 std::optional<qint64> readInteger(const QString& text);
 
-// Writes through a temporary file and renames it into place, so a reader never sees half a file.
-bool writeFileAtomically(const QString& path, const QByteArray& bytes);
-
 // The work folder of extraction, chunking and word cuts.
 inline QString workDir(const AppPaths& paths) {
     return paths.cacheDir;

@@ -1,6 +1,7 @@
 #include "TranscriptCache.h"
 
 #include "MediaSupport.h"
+#include "core/Files.h"
 
 #include <QDir>
 #include <QFile>
@@ -157,7 +158,7 @@ void saveTranscriptCache(LocalPipeline& pipeline, const TranscriptResult& transc
     const auto bytes = encodeJson(cached);
     if (!bytes)
         return;
-    media::writeFileAtomically(dir + QStringLiteral("/transcript.json"), *bytes);
+    writeFileAtomically(dir + QStringLiteral("/transcript.json"), *bytes);
 }
 
 QString projectsDir(const AppPaths& paths) {
@@ -182,7 +183,7 @@ void saveProject(LocalPipeline& pipeline, const QString& timeline, const Transcr
     const auto bytes = encodeJson(project);
     if (!bytes)
         return;
-    media::writeFileAtomically(dir + QStringLiteral("/project.json"), *bytes);
+    writeFileAtomically(dir + QStringLiteral("/project.json"), *bytes);
 }
 
 QList<SavedProject> listProjects(const AppPaths& paths) {

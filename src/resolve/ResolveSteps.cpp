@@ -1,25 +1,21 @@
 #include "ResolveSteps.h"
 
 #include "ResolveBridge.h"
+#include "core/Files.h"
 #include "core/PythonProgram.h"
 
 #include <QDir>
 #include <QFileInfo>
 #include <QLocale>
-#include <QSaveFile>
 
 namespace ondrel {
 
 namespace {
 
-// Debug files beside the cache: a failed write is of no consequence.
+// Debug files and the hand-over file: a failed write is of no consequence here.
 void writeQuietly(const QString& path, const QByteArray& bytes) {
     QDir().mkpath(QFileInfo(path).absolutePath());
-    QSaveFile file(path);
-    if (file.open(QIODevice::WriteOnly)) {
-        file.write(bytes);
-        file.commit();
-    }
+    writeFileAtomically(path, bytes);
 }
 
 QString segmentsPath(const LocalPipeline& p) {
