@@ -79,12 +79,6 @@ QString cleanAnswerText(const QString& answer) {
     return text;
 }
 
-QString redactSecret(QString text, const QString& secret) {
-    if (!secret.isEmpty())
-        text.replace(secret, QStringLiteral("[redacted]"));
-    return text;
-}
-
 qint64 truncatedToInteger(double value) {
     if (std::isnan(value))
         return 0;

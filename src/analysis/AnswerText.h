@@ -27,9 +27,6 @@ std::optional<QString> answerTextFromBody(const QByteArray& body);
 // as it is, to fail decoding like any other answer that holds no object.
 QString cleanAnswerText(const QString& text);
 
-// `text` with every occurrence of a non-empty `secret` masked, for anything that reaches the log.
-QString redactSecret(QString text, const QString& secret);
-
 // A double cut towards zero, saturating instead of overflowing (NaN gives 0).
 qint64 truncatedToInteger(double value);
 

@@ -51,4 +51,10 @@ QString leadingCharacters(const QString& text, qsizetype count) {
     return text.left(end);
 }
 
+QString redactSecret(QString text, const QString& secret) {
+    if (!secret.isEmpty())
+        text.replace(secret, QStringLiteral("[redacted]"));
+    return text;
+}
+
 } // namespace ondrel

@@ -16,4 +16,7 @@ qsizetype characterCount(const QString& text);
 // The first `count` characters (all of the text when it is shorter).
 QString leadingCharacters(const QString& text, qsizetype count);
 
+// The text with every occurrence of the secret (an API key a service echoed back) masked.
+QString redactSecret(QString text, const QString& secret);
+
 } // namespace ondrel

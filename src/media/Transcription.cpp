@@ -1,10 +1,10 @@
 #include "Transcription.h"
 
 #include "MediaSupport.h"
+#include "core/Text.h"
 
 #include <QFile>
 #include <QFileInfo>
-#include <QTextBoundaryFinder>
 #include <QUuid>
 
 namespace ondrel {
@@ -32,12 +32,6 @@ HttpRequest transcriptionRequest(const LocalPipeline& pipeline, const QByteArray
 }
 
 // The service may quote what it was sent; the key never goes into the log.
-QString withoutKey(QString text, const QString& key) {
-    if (!key.isEmpty())
-        text.replace(key, QStringLiteral("***"));
-    return text;
-}
-
 } // namespace
 
 QByteArray newBoundary() {
@@ -61,16 +55,6 @@ QByteArray whisperMultipartBody(const QByteArray& boundary, const QString& langu
     return body;
 }
 
-QString firstCharacters(const QString& text, int n) {
-    QTextBoundaryFinder finder(QTextBoundaryFinder::Grapheme, text);
-    int count = 0;
-    while (count < n && finder.toNextBoundary() >= 0)
-        ++count;
-    if (count < n || finder.position() < 0)
-        return text;
-    return text.left(finder.position());
-}
-
 QString whisperDecodeError(const QByteArray& body) {
     const auto json = parseJson(body);
     if (json && json->is_object()) {
@@ -83,22 +67,34 @@ QString whisperDecodeError(const QByteArray& body) {
     return QStringLiteral("The data couldn’t be read because it isn’t in the correct format.");
 }
 
-QCoro::Task<std::optional<WhisperResponse>> transcribeChunk(LocalPipeline& pipeline, QString path,
-                                                            QString language) {
-    const QByteArray boundary = newBoundary();
+namespace {
+
+// One audio file to the speech-to-text service; absent when the file cannot be read.
+QCoro::Task<std::optional<HttpResponse>> postAudio(LocalPipeline& pipeline, QString path, QString language,
+                                                   QString granularity, std::chrono::seconds timeout) {
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly))
         co_return std::nullopt;
     const QByteArray bytes = file.readAll();
     file.close();
+    const QByteArray boundary = newBoundary();
+    const QByteArray body =
+        whisperMultipartBody(boundary, language, granularity, QFileInfo(path).fileName(), bytes);
+    co_return co_await sendHttp(pipeline.network(), transcriptionRequest(pipeline, boundary, body, timeout));
+}
 
-    const QByteArray body = whisperMultipartBody(boundary, language, QStringLiteral("segment"),
-                                                 QFileInfo(path).fileName(), bytes);
-    const HttpResponse response =
-        co_await sendHttp(pipeline.network(), transcriptionRequest(pipeline, boundary, body, kChunkTimeout));
+} // namespace
+
+QCoro::Task<std::optional<WhisperResponse>> transcribeChunk(LocalPipeline& pipeline, QString path,
+                                                            QString language) {
+    const std::optional<HttpResponse> sent =
+        co_await postAudio(pipeline, path, language, QStringLiteral("segment"), kChunkTimeout);
+    if (!sent)
+        co_return std::nullopt;
+    const HttpResponse& response = *sent;
     const QString key = pipeline.openaiKey();
     if (!response.transportOk) {
-        pipeline.log(QStringLiteral("  Whisper request failed: ") + withoutKey(response.errorText, key),
+        pipeline.log(QStringLiteral("  Whisper request failed: ") + redactSecret(response.errorText, key),
                      QStringLiteral("accent"));
         co_return std::nullopt;
     }
@@ -106,7 +102,7 @@ QCoro::Task<std::optional<WhisperResponse>> transcribeChunk(LocalPipeline& pipel
         QString text = utf8OrEmpty(response.body);
         if (text.isEmpty() && !response.body.isEmpty())
             text = QStringLiteral("unknown");
-        pipeline.log(QStringLiteral("  Whisper error: ") + firstCharacters(withoutKey(text, key), 200),
+        pipeline.log(QStringLiteral("  Whisper error: ") + leadingCharacters(redactSecret(text, key), 200),
                      QStringLiteral("accent"));
         co_return std::nullopt;
     }
@@ -176,19 +172,11 @@ std::optional<QList<WordTimestamp>> readWhisperWords(const QByteArray& body) {
 
 QCoro::Task<std::optional<QList<WordTimestamp>>> transcribeWithWords(LocalPipeline& pipeline, QString path,
                                                                      QString language) {
-    const QByteArray boundary = newBoundary();
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
+    const std::optional<HttpResponse> response =
+        co_await postAudio(pipeline, path, language, QStringLiteral("word"), kWordTimeout);
+    if (!response || !response->transportOk || response->status < 200 || response->status > 299)
         co_return std::nullopt;
-    const QByteArray bytes = file.readAll();
-    file.close();
-    const QByteArray body =
-        whisperMultipartBody(boundary, language, QStringLiteral("word"), QFileInfo(path).fileName(), bytes);
-    const HttpResponse response =
-        co_await sendHttp(pipeline.network(), transcriptionRequest(pipeline, boundary, body, kWordTimeout));
-    if (!response.transportOk || response.status < 200 || response.status > 299)
-        co_return std::nullopt;
-    co_return readWhisperWords(response.body);
+    co_return readWhisperWords(response->body);
 }
 
 QStringList wordCutArguments(const QString& audio, double startTime, double endTime, const QString& output) {

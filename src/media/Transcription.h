@@ -24,9 +24,6 @@ QByteArray whisperMultipartBody(const QByteArray& boundary, const QString& langu
 // A new upper-case UUID for each request.
 QByteArray newBoundary();
 
-// The first `n` user-perceived characters of a text.
-QString firstCharacters(const QString& text, int n);
-
 // How a failed decoding of the service's answer reads in the log.
 QString whisperDecodeError(const QByteArray& body);
 

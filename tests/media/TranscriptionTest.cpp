@@ -93,7 +93,7 @@ TEST_F(Whisper, EachFailureLogsOneLine) {
         {{500, (QString(199, 'a') + "😀é").toUtf8()}, "  Whisper error: " + QString(199, 'a') + "😀"},
         // The service may quote the key it was sent; the log never shows it.
         {{500, "Incorrect API key provided: " + kKey.toUtf8()},
-         "  Whisper error: Incorrect API key provided: ***"},
+         "  Whisper error: Incorrect API key provided: [redacted]"},
         {{200, R"({"language":"es"})"},
          "  Whisper request failed: The data couldn’t be read because it is missing."},
         {{200, R"({"text":"a","segments":[{"start":"0","end":1,"text":"a"}]})"},
