@@ -17,19 +17,10 @@
 
 namespace ondrel {
 
+using media::pcmOutputArgs;
 using media::readDouble;
 
 namespace {
-
-QStringList pcmOutputArgs(const QString& output) {
-    return {QStringLiteral("-ac"),
-            QStringLiteral("1"),
-            QStringLiteral("-ar"),
-            QStringLiteral("16000"),
-            QStringLiteral("-acodec"),
-            QStringLiteral("pcm_s16le"),
-            output};
-}
 
 QString jsonText(const Json& stream, const char* key) {
     const auto it = stream.find(key);

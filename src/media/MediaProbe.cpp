@@ -24,27 +24,26 @@ qint64 wholePart(double seconds) {
     return static_cast<qint64>(std::clamp(std::trunc(seconds), -limit, limit));
 }
 
-std::optional<QString> stringAt(const Json& object, const char* key) {
+// A field of the given JSON type, or nothing when it is missing or of another type.
+template <class T, bool (Json::*isType)() const noexcept>
+std::optional<T> fieldAt(const Json& object, const char* key) {
     if (!object.is_object())
         return std::nullopt;
     const auto it = object.find(key);
-    if (it == object.end() || !it->is_string())
+    if (it == object.end() || !((*it).*isType)())
         return std::nullopt;
-    QString out;
-    readJson(*it, out);
-    return out;
-}
-
-std::optional<qint64> integerAt(const Json& object, const char* key) {
-    if (!object.is_object())
-        return std::nullopt;
-    const auto it = object.find(key);
-    if (it == object.end() || !it->is_number_integer())
-        return std::nullopt;
-    qint64 out = 0;
+    T out{};
     if (!readJson(*it, out))
         return std::nullopt;
     return out;
+}
+
+std::optional<QString> stringAt(const Json& object, const char* key) {
+    return fieldAt<QString, &Json::is_string>(object, key);
+}
+
+std::optional<qint64> integerAt(const Json& object, const char* key) {
+    return fieldAt<qint64, &Json::is_number_integer>(object, key);
 }
 
 std::optional<double> frameRate(const QString& fraction) {

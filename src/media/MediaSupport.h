@@ -1,11 +1,12 @@
 #pragma once
-// Small helpers the media steps share: number reading as the tools print numbers, atomic
-// writes, and the work folder's names.
+// Small helpers the media steps share: number reading as the tools print numbers, ffmpeg's PCM
+// output arguments, and the work folder's names.
 
 #include "core/Platform.h"
 
 #include <QByteArray>
 #include <QString>
+#include <QStringList>
 
 #include <optional>
 
@@ -16,6 +17,17 @@ namespace ondrel::media {
 std::optional<double> readDouble(const QString& text);
 // A whole number as a whole text ("48000").
 std::optional<qint64> readInteger(const QString& text);
+
+// ffmpeg's output arguments for the 16 kHz mono 16-bit PCM every audio file here is made of.
+inline QStringList pcmOutputArgs(const QString& output) {
+    return {QStringLiteral("-ac"),
+            QStringLiteral("1"),
+            QStringLiteral("-ar"),
+            QStringLiteral("16000"),
+            QStringLiteral("-acodec"),
+            QStringLiteral("pcm_s16le"),
+            output};
+}
 
 // The work folder of extraction, chunking and word cuts.
 inline QString workDir(const AppPaths& paths) {

@@ -180,20 +180,14 @@ QCoro::Task<std::optional<QList<WordTimestamp>>> transcribeWithWords(LocalPipeli
 }
 
 QStringList wordCutArguments(const QString& audio, double startTime, double endTime, const QString& output) {
-    return {QStringLiteral("-y"),
-            QStringLiteral("-i"),
-            audio,
-            QStringLiteral("-ss"),
-            formatDouble(startTime),
-            QStringLiteral("-t"),
-            formatDouble(endTime - startTime),
-            QStringLiteral("-ac"),
-            QStringLiteral("1"),
-            QStringLiteral("-ar"),
-            QStringLiteral("16000"),
-            QStringLiteral("-acodec"),
-            QStringLiteral("pcm_s16le"),
-            output};
+    return QStringList{QStringLiteral("-y"),
+                       QStringLiteral("-i"),
+                       audio,
+                       QStringLiteral("-ss"),
+                       formatDouble(startTime),
+                       QStringLiteral("-t"),
+                       formatDouble(endTime - startTime)} +
+           media::pcmOutputArgs(output);
 }
 
 QCoro::Task<QList<WordSegment>> wordLevelTranscribe(LocalPipeline& pipeline, MiningResults analysis,
