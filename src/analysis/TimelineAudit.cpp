@@ -22,7 +22,7 @@ QCoro::Task<std::optional<QList<TimelineClip>>> readTimelineClips(LocalPipeline&
     Json args = Json::object();
     args["module_dir"] = toJson(pipeline.paths().resolveScriptLib);
     args["timeline"] = toJson(timeline);
-    const QString program =
+    const PythonProgram program =
         pythonProgram(scriptResource(QStringLiteral("analysis_read_timeline_clips.py")), args);
 
     const std::optional<QString> output = co_await pipeline.tools().runPython(program);

@@ -30,13 +30,18 @@ QCoro::Task<ProcessOutcome> runChild(QString program, QStringList args, ProcessO
     if (!options.captureStderr)
         process->setStandardErrorFile(QProcess::nullDevice());
 
-    process->start(QIODevice::ReadOnly);
+    process->start(options.input ? QIODevice::ReadWrite : QIODevice::ReadOnly);
     // exec() failures are reported through a pipe at once, so this wait is short.
     if (!process->waitForStarted(-1)) {
         outcome.launchError = process->errorString();
         co_return outcome;
     }
     outcome.launched = true;
+    if (options.input) {
+        // Buffered by QProcess and fed to the pipe while we wait, whatever its size.
+        process->write(*options.input);
+        process->closeWriteChannel();
+    }
 
     // Gather output as it comes, so no pipe ever fills.
     if (options.captureStdout)
@@ -56,6 +61,8 @@ QCoro::Task<ProcessOutcome> runChild(QString program, QStringList args, ProcessO
     outcome.crashed = process->exitStatus() == QProcess::CrashExit;
     outcome.exitCode = process->exitCode();
     process->disconnect();
+    // We may be running inside the process's own finished signal: let Qt finish with it first.
+    process.release()->deleteLater();
     co_return outcome;
 }
 
@@ -78,13 +85,14 @@ QCoro::Task<QString> ToolRunner::runProcessOutput(QString path, QStringList args
     co_return utf8OrEmpty(out.stdOut);
 }
 
-QCoro::Task<std::optional<QString>> ToolRunner::runPython(QString code, QString* launchError) const {
+QCoro::Task<std::optional<QString>> ToolRunner::runPython(PythonProgram program, QString* launchError) const {
     ProcessOptions opts;
     auto env = m_environment;
     env.insert(QStringLiteral("PYTHONPATH"), m_pythonPath);
     opts.environment = env;
+    opts.input = program.input;
     // Built before the await: GCC 12 rejects string literals in a braced list inside co_await.
-    const QStringList args{QStringLiteral("-c"), code};
+    const QStringList args{QStringLiteral("-c"), program.code};
     const auto out = co_await runChild(m_tools.python3, args, opts);
     if (!out.launched) {
         if (launchError)

@@ -3,6 +3,7 @@
 // Callers await one at a time, so the steps of a run stay strictly in order.
 
 #include "Platform.h"
+#include "PythonProgram.h"
 
 #include <QByteArray>
 #include <QProcessEnvironment>
@@ -30,6 +31,7 @@ struct ProcessOptions {
     std::optional<QProcessEnvironment> environment; // absent: inherit the application's
     bool captureStdout = true;
     bool captureStderr = true;
+    std::optional<QByteArray> input; // written to the child's standard input, which is then closed
 };
 
 // Starts `program` and waits for it to exit, with no time limit. Output is gathered while the
@@ -54,9 +56,10 @@ public:
     QCoro::Task<bool> runProcess(QString path, QStringList args) const;
     // The tool's standard output as UTF-8 ("" on launch failure or invalid text); exit status ignored.
     QCoro::Task<QString> runProcessOutput(QString path, QStringList args) const;
-    // python3 -c code with PYTHONPATH replaced by the Resolve module folder. Absent only when
-    // the interpreter could not be launched (its error text in *launchError).
-    QCoro::Task<std::optional<QString>> runPython(QString code, QString* launchError = nullptr) const;
+    // python3 -c with the program's text, its values on standard input, and PYTHONPATH replaced by
+    // the Resolve module folder. Absent only when the interpreter could not be launched (its
+    // error text in *launchError).
+    QCoro::Task<std::optional<QString>> runPython(PythonProgram program, QString* launchError = nullptr) const;
     // ffprobe's format duration; 300 when it cannot be read.
     QCoro::Task<double> getAudioDuration(QString path) const;
 

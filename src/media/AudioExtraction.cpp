@@ -35,7 +35,7 @@ QString jsonText(const Json& stream, const char* key) {
 
 // ---- the timeline's files -------------------------------------------------------------------
 
-QString timelineMediaProgram(const QString& timeline, const QString& moduleDir) {
+PythonProgram timelineMediaProgram(const QString& timeline, const QString& moduleDir) {
     Json args = Json::object();
     args["module_dir"] = moduleDir.toStdString();
     args["timeline"] = timeline.toStdString();
@@ -58,7 +58,7 @@ std::optional<QStringList> parseTimelineMediaOutput(const QString& output) {
 }
 
 QCoro::Task<std::optional<QStringList>> getTimelineMedia(LocalPipeline& pipeline, QString timeline) {
-    const QString program = timelineMediaProgram(timeline, pipeline.paths().resolveScriptLib);
+    const PythonProgram program = timelineMediaProgram(timeline, pipeline.paths().resolveScriptLib);
     const std::optional<QString> output = co_await pipeline.tools().runPython(program);
     if (!output)
         co_return std::nullopt;

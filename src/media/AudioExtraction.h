@@ -4,6 +4,7 @@
 
 #include "core/Json.h"
 #include "core/LocalPipeline.h"
+#include "core/PythonProgram.h"
 
 #include <QString>
 #include <QStringList>
@@ -18,8 +19,8 @@ constexpr double kChunkSeconds = 300.0;
 
 // ---- the timeline's files -------------------------------------------------------------------
 
-// The Python program that prints the timeline's file paths, with its values as a JSON literal.
-QString timelineMediaProgram(const QString& timeline, const QString& moduleDir);
+// The Python program that prints the timeline's file paths.
+PythonProgram timelineMediaProgram(const QString& timeline, const QString& moduleDir);
 // Its output read line by line; absent for an error or when no path is left.
 std::optional<QStringList> parseTimelineMediaOutput(const QString& output);
 QCoro::Task<std::optional<QStringList>> getTimelineMedia(LocalPipeline& pipeline, QString timeline);

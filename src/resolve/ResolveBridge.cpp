@@ -92,12 +92,12 @@ void ResolveBridge::setStatus(const QString& text) {
     emit statusMessageChanged();
 }
 
-QString ResolveBridge::program(const QString& resource, Json args) const {
+PythonProgram ResolveBridge::program(const QString& resource, Json args) const {
     args["module_dir"] = m_config.resolveScriptLib.toStdString();
     return pythonProgram(scriptResource(resource), args);
 }
 
-QCoro::Task<ScriptOutcome> ResolveBridge::runPythonScript(QString script) {
+QCoro::Task<ScriptOutcome> ResolveBridge::runPythonScript(PythonProgram script) {
     if (!m_pythonPath)
         co_return ResolveBridgeError(ResolveBridgeError::Kind::pythonNotFound);
 
@@ -108,8 +108,9 @@ QCoro::Task<ScriptOutcome> ResolveBridge::runPythonScript(QString script) {
     env.insert(QStringLiteral("RESOLVE_SCRIPT_LIB"), m_config.resolveScriptLib);
     env.insert(QStringLiteral("PYTHONPATH"), m_config.resolveScriptLib);
     opts.environment = env;
+    opts.input = script.input;
 
-    const QStringList args{QStringLiteral("-c"), script};
+    const QStringList args{QStringLiteral("-c"), script.code};
     const ProcessOutcome out = co_await runChild(*m_pythonPath, args, opts);
     if (!out.launched)
         co_return ResolveBridgeError(ResolveBridgeError::Kind::launchFailed, out.launchError);

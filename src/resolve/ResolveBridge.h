@@ -4,6 +4,7 @@
 
 #include "core/Clock.h"
 #include "core/Platform.h"
+#include "core/PythonProgram.h"
 #include "core/Records.h"
 
 #include <QObject>
@@ -106,8 +107,8 @@ signals:
     void statusMessageChanged();
 
 private:
-    QCoro::Task<ScriptOutcome> runPythonScript(QString script);
-    QString program(const QString& resource, Json args) const;
+    QCoro::Task<ScriptOutcome> runPythonScript(PythonProgram script);
+    PythonProgram program(const QString& resource, Json args) const;
     void setConnected(bool v);
     void setProjectName(std::optional<QString> name);
     void setStatus(const QString& text);

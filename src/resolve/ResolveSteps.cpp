@@ -59,13 +59,14 @@ QCoro::Task<void> buildTimelineFromSegmentsFile(LocalPipeline& pipeline) {
 
     Json args = programArgs(p);
     args["name"] = name.toStdString();
-    const QString program = pythonProgram(scriptResource(QStringLiteral("build_timeline_full.py")), args);
+    const PythonProgram program = pythonProgram(scriptResource(QStringLiteral("build_timeline_full.py")), args);
 
     ProcessOptions opts;
     QProcessEnvironment env = p.environment().env;
     env.insert(QStringLiteral("PYTHONPATH"), p.paths().resolveScriptLib);
     opts.environment = env;
-    const QStringList argv{QStringLiteral("-c"), program};
+    opts.input = program.input;
+    const QStringList argv{QStringLiteral("-c"), program.code};
     const ProcessOutcome out = co_await runChild(p.toolPaths().python3, argv, opts);
     if (!out.launched) {
         p.log(QStringLiteral("✗ Python launch failed: ") + out.launchError, QStringLiteral("accent"));

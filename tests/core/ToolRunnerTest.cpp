@@ -67,14 +67,14 @@ TEST(ToolRunner, RunPythonSetsModulePathAndReportsLaunchFailure) {
     TestHome home;
     const ToolRunner r = runner(home);
     const auto out =
-        QCoro::waitFor(r.runPython("import os, sys\nprint(os.environ['PYTHONPATH'])\nsys.exit(2)"));
+        QCoro::waitFor(r.runPython({"import os, sys\nprint(os.environ['PYTHONPATH'])\nsys.exit(2)", {}}));
     ASSERT_TRUE(out.has_value());
     EXPECT_EQ(*out, home.paths().resolveScriptLib + "\n"); // exit status not looked at
 
     ToolPaths broken = ToolPaths::platformDefault();
     broken.python3 = "/nonexistent/python3";
     QString error;
-    EXPECT_FALSE(QCoro::waitFor(runner(home, broken).runPython("print(1)", &error)).has_value());
+    EXPECT_FALSE(QCoro::waitFor(runner(home, broken).runPython({"print(1)", {}}, &error)).has_value());
     EXPECT_FALSE(error.isEmpty());
 }
 

@@ -1,6 +1,8 @@
 // The bridge against the fake Resolve module: real python3, real programs.
 #include "resolve/ResolveBridge.h"
 #include "core/PythonProgram.h"
+#include "core/ToolRunner.h"
+#include "core/ToolRunner.h"
 #include "support/TestEnv.h"
 
 #include <QCoroTask>
@@ -188,19 +190,23 @@ TEST(PythonPrograms, EveryProgramCompilesAndValuesCannotBreakOut) {
     const QString nasty = "\"); import os; os._exit(7) #\\ '''\n\u00e9\U0001F48E";
     for (const QString& name : programs) {
         SCOPED_TRACE(name.toStdString());
-        const QString text = pythonProgram(scriptResource(name), Json{{"value", nasty.toStdString()}});
+        const PythonProgram program = pythonProgram(scriptResource(name), Json{{"value", nasty.toStdString()}});
         QProcess py;
         py.start("/usr/bin/python3", {"-c", "import sys, ast; ast.parse(sys.stdin.read())"});
-        py.write(text.toUtf8());
+        py.write(program.code.toUtf8());
         py.closeWriteChannel();
         ASSERT_TRUE(py.waitForFinished(30000));
         EXPECT_EQ(py.exitCode(), 0) << py.readAllStandardError().toStdString();
     }
-    // The value reads back exactly.
-    QProcess py;
-    py.start("/usr/bin/python3",
-             {"-c", pythonProgram("import sys\nsys.stdout.buffer.write(ARGS['v'].encode('utf-8'))",
-                                  Json{{"v", nasty.toStdString()}})});
-    ASSERT_TRUE(py.waitForFinished(30000));
-    EXPECT_EQ(QString::fromUtf8(py.readAllStandardOutput()), nasty);
+    // The value reads back exactly, and a value far beyond what one argument may hold arrives whole.
+    const QString big = QString(1 << 20, QChar(0x4E2D)) + nasty; // 6 MiB as JSON escapes
+    const PythonProgram echo = pythonProgram(
+        "sys.stdout.buffer.write(ARGS['v'].encode('utf-8') + b'|' + str(len(ARGS['big'])).encode())",
+        Json{{"v", nasty.toStdString()}, {"big", big.toStdString()}});
+    ASSERT_GT(echo.input.size(), 4 << 20);
+    ProcessOptions opts;
+    opts.input = echo.input;
+    const ProcessOutcome out =
+        QCoro::waitFor(runChild("/usr/bin/python3", QStringList{"-c", echo.code}, opts));
+    EXPECT_EQ(QString::fromUtf8(out.stdOut), nasty + "|" + QString::number(big.toUcs4().size()));
 }
