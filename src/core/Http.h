@@ -1,5 +1,6 @@
 #pragma once
-// The one place that sends an HTTP request: its time-out, its headers and how failures read.
+// The one place that sends an HTTP request: its time-out, its headers, how failures read, and
+// that a request goes out once (a paid request is never sent twice behind the caller's back).
 
 #include <QByteArray>
 #include <QList>
@@ -15,10 +16,10 @@
 namespace ondrel {
 
 struct HttpResponse {
-    bool transportOk = false; // a status line came back
+    bool transportOk = false; // a whole answer came back (any status)
     int status = 0;           // HTTP status, 0 without one
     QByteArray body;
-    QString errorText; // the transport failure's text ("timed out" and the like)
+    QString errorText; // the transport failure's text ("The request timed out." and the like)
     bool timedOut = false;
 };
 
@@ -30,8 +31,9 @@ struct HttpRequest {
     std::chrono::milliseconds timeout{60000};
 };
 
-// Sends and waits without blocking the event loop. Never throws; a response of any status is
-// a transport success.
+// Sends and waits without blocking the event loop. Never throws. A connection that drops before
+// the whole answer has arrived (also after the status line) is a transport failure, and a
+// request with a body is never re-sent on a new connection.
 QCoro::Task<HttpResponse> sendHttp(QNetworkAccessManager& network, HttpRequest request);
 
 } // namespace ondrel

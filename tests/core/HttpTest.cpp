@@ -18,6 +18,7 @@ TEST(Http, StatusBodyHeadersAndTransportFailures) {
     server.enqueue("/fail", {500, QByteArray(300, 'x')});
     server.enqueue("/slow", ScriptedResponse{200, "late", "text/plain", 2000, false});
     server.enqueue("/drop", ScriptedResponse{200, "", "text/plain", 0, true});
+    server.enqueue("/cut", ScriptedResponse{200, QByteArray(4000, 'y'), "text/plain", 0, false, true});
     QNetworkAccessManager nam;
 
     struct Case {
@@ -33,6 +34,7 @@ TEST(Http, StatusBodyHeadersAndTransportFailures) {
         {"/missing", std::chrono::seconds(5), true, 404, R"({"error":"not found"})", false},
         {"/slow", std::chrono::milliseconds(200), false, 0, "", true},
         {"/drop", std::chrono::seconds(5), false, 0, "", false},
+        {"/cut", std::chrono::seconds(5), false, 0, "", false},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.path);
@@ -47,9 +49,12 @@ TEST(Http, StatusBodyHeadersAndTransportFailures) {
         EXPECT_EQ(r.status, c.status);
         EXPECT_EQ(r.body, c.body);
         EXPECT_EQ(r.timedOut, c.timedOut);
-        if (!r.transportOk) {
-            EXPECT_FALSE(r.errorText.isEmpty());
+        if (!r.transportOk && !r.timedOut) {
+            EXPECT_EQ(r.errorText, "The network connection was lost.");
         }
+        // Sent once, also when the connection dropped before any answer (a paid request must not
+        // be billed twice).
+        EXPECT_EQ(server.requestsTo(c.path).size(), 1);
     }
     const auto got = server.requestsTo("/ok");
     ASSERT_EQ(got.size(), 1);

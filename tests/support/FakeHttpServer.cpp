@@ -85,8 +85,13 @@ void FakeHttpServer::tryServe(QTcpSocket* socket) {
         out += "Content-Type: " + response.contentType + "\r\n";
         out += "Content-Length: " + QByteArray::number(response.body.size()) + "\r\n";
         out += "Connection: close\r\n\r\n";
-        out += response.body;
+        out += response.cutBody ? response.body.left(response.body.size() / 2) : response.body;
         guard->write(out);
+        if (response.cutBody) {
+            guard->flush();
+            guard->abort();
+            return;
+        }
         guard->disconnectFromHost();
     };
     if (response.delayMs > 0)

@@ -26,7 +26,8 @@ struct ScriptedResponse {
     QByteArray body;
     QByteArray contentType = "application/json";
     int delayMs = 0;             // wait before answering
-    bool dropConnection = false; // close without answering
+    bool dropConnection = false; // close after reading the request, without answering
+    bool cutBody = false;        // announce the whole body, send half of it, close
 };
 
 class FakeHttpServer : public QObject {
