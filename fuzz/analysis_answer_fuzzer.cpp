@@ -4,7 +4,7 @@
 
 #include "analysis/AnswerText.h"
 #include "analysis/ClipLayout.h"
-#include "analysis/DecodeError.h"
+#include "core/DecodeError.h"
 #include "analysis/ManualParse.h"
 #include "analysis/TimelineClips.h"
 

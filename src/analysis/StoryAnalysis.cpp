@@ -2,7 +2,7 @@
 
 #include "AnswerText.h"
 #include "ClaudeRequest.h"
-#include "DecodeError.h"
+#include "core/DecodeError.h"
 #include "ManualParse.h"
 
 namespace ondrel {

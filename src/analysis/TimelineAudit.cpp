@@ -2,7 +2,7 @@
 
 #include "AnswerText.h"
 #include "ClaudeRequest.h"
-#include "DecodeError.h"
+#include "core/DecodeError.h"
 
 #include "core/PythonProgram.h"
 

@@ -2,7 +2,7 @@
 // Strict record decoding that can say why it refused: the same rules as decodeJson, plus a
 // message naming the first place where the document and the record part ways.
 
-#include "core/Json.h"
+#include "Json.h"
 
 #include <QString>
 
@@ -11,6 +11,13 @@
 
 namespace ondrel {
 
+// Where the document and the record first part ways: a value that is missing (or null where one
+// is required), or a value of another shape.
+struct DecodeProblem {
+    bool missing = false;
+    QString text;
+};
+
 namespace decode_detail {
 
 QString kindOf(const Json& j);
@@ -18,39 +25,42 @@ QString at(const QString& path);
 QString keyPath(const QString& path, const char* key);
 QString indexPath(const QString& path, std::size_t index);
 
-inline std::optional<QString> mismatch(const Json& j, const QString& path, const char* wanted) {
-    return QStringLiteral("Expected %1%2, found %3.").arg(QString::fromLatin1(wanted), at(path), kindOf(j));
+using Problem = std::optional<DecodeProblem>;
+
+inline Problem mismatch(const Json& j, const QString& path, const char* wanted) {
+    return DecodeProblem{false,
+                         QStringLiteral("Expected %1%2, found %3.").arg(QString::fromLatin1(wanted), at(path), kindOf(j))};
 }
 
-inline std::optional<QString> why(const Json& j, const QString& path, const double&) {
+inline Problem why(const Json& j, const QString& path, const double&) {
     if (!j.is_number())
         return mismatch(j, path, "a number");
     return std::nullopt;
 }
 
-inline std::optional<QString> why(const Json& j, const QString& path, const qint64&) {
+inline Problem why(const Json& j, const QString& path, const qint64&) {
     qint64 ignored = 0;
     if (!readJson(j, ignored))
         return mismatch(j, path, "a whole number");
     return std::nullopt;
 }
 
-inline std::optional<QString> why(const Json& j, const QString& path, const bool&) {
+inline Problem why(const Json& j, const QString& path, const bool&) {
     if (!j.is_boolean())
         return mismatch(j, path, "true or false");
     return std::nullopt;
 }
 
-inline std::optional<QString> why(const Json& j, const QString& path, const QString&) {
+inline Problem why(const Json& j, const QString& path, const QString&) {
     if (!j.is_string())
         return mismatch(j, path, "a string");
     return std::nullopt;
 }
 
-template <class T> std::optional<QString> why(const Json& j, const QString& path, const QList<T>&);
-template <JsonRecord R> std::optional<QString> why(const Json& j, const QString& path, const R&);
+template <class T> Problem why(const Json& j, const QString& path, const QList<T>&);
+template <JsonRecord R> Problem why(const Json& j, const QString& path, const R&);
 
-template <class T> std::optional<QString> why(const Json& j, const QString& path, const QList<T>&) {
+template <class T> Problem why(const Json& j, const QString& path, const QList<T>&) {
     if (!j.is_array())
         return mismatch(j, path, "a list");
     std::size_t i = 0;
@@ -62,10 +72,10 @@ template <class T> std::optional<QString> why(const Json& j, const QString& path
     return std::nullopt;
 }
 
-template <JsonRecord R> std::optional<QString> why(const Json& j, const QString& path, const R&) {
+template <JsonRecord R> Problem why(const Json& j, const QString& path, const R&) {
     if (!j.is_object())
         return mismatch(j, path, "an object");
-    std::optional<QString> reason;
+    Problem reason;
     std::apply(
         [&](const auto&... f) {
             auto one = [&](const auto& fd) {
@@ -79,7 +89,7 @@ template <JsonRecord R> std::optional<QString> why(const Json& j, const QString&
                     if (!missing)
                         reason = why(*it, where, typename M::value_type{});
                 } else if (missing) {
-                    reason = QStringLiteral("No value%1.").arg(at(where));
+                    reason = DecodeProblem{true, QStringLiteral("No value%1.").arg(at(where))};
                 } else {
                     reason = why(*it, where, M{});
                 }
@@ -104,8 +114,18 @@ template <class T> Decoded<T> decodeExplained(const QByteArray& bytes) {
     if (std::optional<T> value = decodeJson<T>(*j))
         return std::move(*value);
     if (auto reason = decode_detail::why(*j, QString(), T{}))
-        return *reason;
+        return reason->text;
     return QStringLiteral("The data could not be read.");
+}
+
+// Why the bytes are not a T, in the words of the platform's own record decoder, which tells only
+// a missing value from every other fault (bad JSON, wrong shape). Fields are checked in declared
+// order, so the first fault decides, as it does for that decoder.
+template <class T> QString decoderDescription(const QByteArray& bytes) {
+    const std::optional<Json> j = parseJson(bytes);
+    const auto reason = j ? decode_detail::why(*j, QString(), T{}) : std::nullopt;
+    return reason && reason->missing ? QStringLiteral("The data couldn’t be read because it is missing.")
+                                     : QStringLiteral("The data couldn’t be read because it isn’t in the correct format.");
 }
 
 } // namespace ondrel

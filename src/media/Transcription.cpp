@@ -1,6 +1,7 @@
 #include "Transcription.h"
 
 #include "MediaSupport.h"
+#include "core/DecodeError.h"
 #include "core/Text.h"
 
 #include <QFile>
@@ -56,15 +57,7 @@ QByteArray whisperMultipartBody(const QByteArray& boundary, const QString& langu
 }
 
 QString whisperDecodeError(const QByteArray& body) {
-    const auto json = parseJson(body);
-    if (json && json->is_object()) {
-        for (const char* key : {"text", "segments"}) {
-            const auto it = json->find(key);
-            if (it == json->end() || it->is_null())
-                return QStringLiteral("The data couldn’t be read because it is missing.");
-        }
-    }
-    return QStringLiteral("The data couldn’t be read because it isn’t in the correct format.");
+    return decoderDescription<WhisperResponse>(body);
 }
 
 namespace {

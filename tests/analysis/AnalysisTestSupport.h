@@ -29,7 +29,7 @@ struct AnalysisRig {
     TestHome home;
     FakeHttpServer server;
     FixedClock clock{QDateTime(QDate(2026, 3, 1), QTime(10, 0, 0))};
-    std::unique_ptr<LocalPipeline> pipeline;
+    std::shared_ptr<LocalPipeline> pipeline;
 
     AnalysisRig() {
         rebuild([](PipelineEnvironment&) {});
@@ -40,7 +40,7 @@ struct AnalysisRig {
         env.endpoints.anthropicHost = server.baseUrl();
         env.env.insert(QStringLiteral("ANTHROPIC_API_KEY"), QString::fromLatin1(TEST_KEY));
         edit(env);
-        pipeline = std::make_unique<LocalPipeline>(env);
+        pipeline = LocalPipeline::create(env);
         installAnalysisSteps(pipeline->steps());
     }
 

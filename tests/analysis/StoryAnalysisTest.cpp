@@ -3,7 +3,7 @@
 #include "AnalysisTestSupport.h"
 
 #include "analysis/AnswerText.h"
-#include "analysis/DecodeError.h"
+#include "core/DecodeError.h"
 #include "analysis/StoryAnalysis.h"
 #include "analysis/StyleModel.h"
 
