@@ -11,5 +11,10 @@ bash scripts/fuzz-analysis.sh "${FUZZ_SECONDS:-60}" > build/fuzz.log 2>&1 || {
     exit 1
 }
 grep -E '^(stat::number_of_executed_units|Done)' build/fuzz.log || true
+# The pipeline's lifetime under AddressSanitizer: core and that one test, in a folder of their own.
+cmake -S . -B build-asan -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DONDREL_ASAN=ON \
+    -DONDREL_TEST_ONLY=core >/dev/null
+cmake --build build-asan --target core_lifetime_tests
+QT_QPA_PLATFORM=offscreen build-asan/tests/core/core_lifetime_tests
 cd build
 QT_QPA_PLATFORM=offscreen ctest --output-on-failure --parallel "$(nproc)" --timeout 600

@@ -122,7 +122,8 @@ int main(int argc, char** argv) {
 
         PipelineEnvironment env = PipelineEnvironment::platformDefault();
         env.paths = AppPaths::forHome(dir + QStringLiteral("/home_%1h").arg(h));
-        LocalPipeline pipeline(env);
+        const auto owner = LocalPipeline::create(env);
+        LocalPipeline& pipeline = *owner;
         installMediaSteps(pipeline.steps());
 
         row.decode = seconds([&] { ffmpeg({"-i", input, "-f", "null", "-"}); });

@@ -23,6 +23,9 @@ void installAnalysisSteps(StepOperations& steps) {
     steps.writeSegmentsJson = [](LocalPipeline& pipeline, const MiningResults& analysis) {
         writeSegmentsJson(pipeline, analysis);
     };
+    steps.writeSegmentsJsonPublic = [](LocalPipeline& pipeline, const QList<StorySegment>& segments) {
+        writeSegmentsJsonPublic(pipeline, segments);
+    };
     steps.auditTimeline = [](LocalPipeline& pipeline, QString timeline) {
         return auditTimeline(pipeline, std::move(timeline));
     };

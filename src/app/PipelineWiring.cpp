@@ -16,8 +16,8 @@ StepOperations allSteps() {
     return steps;
 }
 
-std::unique_ptr<LocalPipeline> makePipeline(PipelineEnvironment environment, QObject* parent) {
-    auto pipeline = std::make_unique<LocalPipeline>(std::move(environment), parent);
+std::shared_ptr<LocalPipeline> makePipeline(PipelineEnvironment environment) {
+    auto pipeline = LocalPipeline::create(std::move(environment));
     pipeline->steps() = allSteps();
     return pipeline;
 }

@@ -9,8 +9,7 @@ namespace ondrel {
 StepOperations allSteps();
 
 // A pipeline with every step in place.
-std::unique_ptr<LocalPipeline>
-makePipeline(PipelineEnvironment environment = PipelineEnvironment::platformDefault(),
-             QObject* parent = nullptr);
+std::shared_ptr<LocalPipeline>
+makePipeline(PipelineEnvironment environment = PipelineEnvironment::platformDefault());
 
 } // namespace ondrel

@@ -1,6 +1,7 @@
 #include "LocalPipeline.h"
 
 #include <QFileInfo>
+#include <QThread>
 
 namespace ondrel {
 
@@ -46,6 +47,7 @@ StepOperations StepOperations::absent() {
     s.saveProject = [](LocalPipeline&, const QString&, const TranscriptResult&, const QStringList&,
                        const std::optional<QString>&, double) {};
     s.writeSegmentsJson = [](LocalPipeline&, const MiningResults&) {};
+    s.writeSegmentsJsonPublic = [](LocalPipeline&, const QList<StorySegment>&) {};
     s.buildTimelineFromSegmentsFile = [](LocalPipeline&) -> QCoro::Task<void> { co_return; };
     s.buildResolveTimeline = [](LocalPipeline&, QString, MiningResults, QStringList) -> QCoro::Task<bool> {
         co_return false;
@@ -57,9 +59,18 @@ StepOperations StepOperations::absent() {
     return s;
 }
 
-LocalPipeline::LocalPipeline(PipelineEnvironment environment, QObject* parent)
-    : QObject(parent)
-    , m_env(std::move(environment))
+std::shared_ptr<LocalPipeline> LocalPipeline::create(PipelineEnvironment environment) {
+    return std::shared_ptr<LocalPipeline>(new LocalPipeline(Passkey(), std::move(environment)),
+                                          [](LocalPipeline* p) {
+                                              if (p->thread()->loopLevel() > 0)
+                                                  p->deleteLater();
+                                              else
+                                                  delete p;
+                                          });
+}
+
+LocalPipeline::LocalPipeline(Passkey, PipelineEnvironment environment)
+    : m_env(std::move(environment))
     , m_tools(m_env.tools, m_env.paths.resolveScriptLib, m_env.env)
     , m_keys(m_env.env, m_env.paths.zshrc())
     , m_steps(StepOperations::absent()) {
@@ -68,6 +79,42 @@ LocalPipeline::LocalPipeline(PipelineEnvironment environment, QObject* parent)
 }
 
 LocalPipeline::~LocalPipeline() = default;
+
+// ---- turns ---------------------------------------------------------------------------------
+
+struct LocalPipeline::TurnAwaiter {
+    LocalPipeline& pipeline;
+    WorkQueue::Awaiter inner{WorkQueue::shared().take()};
+    bool waited = false;
+
+    bool await_ready() { return inner.await_ready(); }
+    void await_suspend(std::coroutine_handle<> waiting) {
+        waited = true;
+        pipeline.adjustWaiting(+1);
+        inner.await_suspend(waiting);
+    }
+    WorkQueue::Turn await_resume() {
+        if (waited)
+            pipeline.adjustWaiting(-1);
+        return inner.await_resume();
+    }
+};
+
+LocalPipeline::TurnAwaiter LocalPipeline::takeTurn() {
+    return TurnAwaiter{*this};
+}
+
+void LocalPipeline::adjustWaiting(int delta) {
+    const bool before = waitingForTurn();
+    m_waitingForTurn += delta;
+    if (before != waitingForTurn())
+        emit waitingForTurnChanged();
+}
+
+const Json* LocalPipeline::probeOutput(const QString& path) const {
+    const auto it = m_probeOutputs.constFind(path);
+    return it == m_probeOutputs.constEnd() ? nullptr : &it.value();
+}
 
 // ---- state ---------------------------------------------------------------------------------
 
@@ -157,6 +204,8 @@ QCoro::Task<> LocalPipeline::run(QString timeline, MiningMode mode, double targe
                                  StyleSliders sliders, std::optional<QString> presetId, QString referenceURL,
                                  bool isMagicMode) {
     Q_UNUSED(referenceURL); // accepted and deliberately not read
+    const auto self = shared_from_this();
+    const WorkQueue::Turn turn = co_await takeTurn();
     m_cancelled = false;
     markStarted();
     log(QStringLiteral("$ ondrel mine --mode ") + MiningModes::rawValue(mode).toLower().replace(' ', '-'),
@@ -266,6 +315,8 @@ QCoro::Task<> LocalPipeline::runFromProject(SavedProject project, double targetM
                                             std::optional<QString> presetId, QString referenceURL,
                                             bool isMagicMode) {
     Q_UNUSED(referenceURL); // accepted and deliberately not read
+    const auto self = shared_from_this();
+    const WorkQueue::Turn turn = co_await takeTurn();
     m_cancelled = false;
     markStarted();
     const TranscriptResult transcript = loadProject(project);
@@ -342,14 +393,36 @@ QCoro::Task<bool> LocalPipeline::finishStory(QString timeline, MiningResults ana
 }
 
 QCoro::Task<> LocalPipeline::auditTimeline(QString timeline) {
+    const auto self = shared_from_this();
+    const WorkQueue::Turn turn = co_await takeTurn();
     co_await m_steps.auditTimeline(*this, timeline);
 }
 
 QCoro::Task<std::optional<QStringList>> LocalPipeline::getMediaPaths(QString timeline) {
+    const auto self = shared_from_this();
     co_return co_await m_steps.getTimelineMedia(*this, timeline);
 }
 
+QCoro::Task<> LocalPipeline::buildTimelineFromSegmentsFile() {
+    const auto self = shared_from_this();
+    const WorkQueue::Turn turn = co_await takeTurn();
+    co_await m_steps.buildTimelineFromSegmentsFile(*this);
+}
+
+QCoro::Task<> LocalPipeline::sendToResolve(QList<StorySegment> segments) {
+    const auto self = shared_from_this();
+    // The file is rewritten only once no other work of the process can read or write it.
+    const WorkQueue::Turn turn = co_await takeTurn();
+    m_steps.writeSegmentsJsonPublic(*this, segments);
+    co_await m_steps.buildTimelineFromSegmentsFile(*this);
+}
+
 QCoro::Task<bool> LocalPipeline::rebuildTimeline(QString name, QStringList mediaPaths) {
+    if (!m_results)
+        co_return false;
+    const auto self = shared_from_this();
+    const WorkQueue::Turn turn = co_await takeTurn();
+    // The results may have been cleared while this waited.
     if (!m_results)
         co_return false;
     log(QStringLiteral("Rebuilding timeline in Resolve..."));

@@ -3,6 +3,10 @@
 // publishes where it stands. The work of each step is plugged in by the subsystem that owns it
 // (media, analysis, export, resolve) through StepOperations, so this layer depends on none of
 // them; until a subsystem installs its step, the step gives its absent or false outcome.
+//
+// A pipeline is always shared-owned (create()): every run, audit and build holds it until it
+// ends, so a screen that lets go of it mid-run never leaves a step resuming into freed memory.
+// Runs, audits and builds of the whole process take turns through WorkQueue.
 
 #include "Clock.h"
 #include "Http.h"
@@ -10,7 +14,9 @@
 #include "Platform.h"
 #include "Records.h"
 #include "ToolRunner.h"
+#include "WorkQueue.h"
 
+#include <QHash>
 #include <QMap>
 #include <QNetworkAccessManager>
 #include <QObject>
@@ -19,6 +25,7 @@
 #include <QCoroTask>
 
 #include <functional>
+#include <memory>
 #include <optional>
 
 namespace ondrel {
@@ -65,6 +72,7 @@ struct StepOperations {
             const std::optional<QString>& presetId, double targetMinutes)>
         saveProject;
     Fn<void(LocalPipeline&, const MiningResults&)> writeSegmentsJson;
+    Fn<void(LocalPipeline&, const QList<StorySegment>&)> writeSegmentsJsonPublic; // logs nothing
     Fn<QCoro::Task<void>(LocalPipeline&)> buildTimelineFromSegmentsFile;
     Fn<QCoro::Task<bool>(LocalPipeline&, QString name, MiningResults, QStringList mediaPaths)>
         buildResolveTimeline;
@@ -74,7 +82,7 @@ struct StepOperations {
     static StepOperations absent();
 };
 
-class LocalPipeline : public QObject {
+class LocalPipeline : public QObject, public std::enable_shared_from_this<LocalPipeline> {
     Q_OBJECT
     Q_PROPERTY(QString stepText READ stepText NOTIFY stepChanged)
     Q_PROPERTY(double progress READ progress NOTIFY progressChanged)
@@ -83,10 +91,18 @@ class LocalPipeline : public QObject {
     Q_PROPERTY(QString errorMessage READ errorMessageText NOTIFY errorMessageChanged)
     Q_PROPERTY(QString lastExportDir READ lastExportDirText NOTIFY lastExportDirChanged)
     Q_PROPERTY(QString buildResult READ buildResultText NOTIFY buildResultChanged)
+    Q_PROPERTY(bool waitingForTurn READ waitingForTurn NOTIFY waitingForTurnChanged)
+
+    struct Passkey {
+        explicit Passkey() = default;
+    };
 
 public:
-    explicit LocalPipeline(PipelineEnvironment environment = PipelineEnvironment::platformDefault(),
-                           QObject* parent = nullptr);
+    // The only way to make one. The last owner's release deletes it from the event loop when one
+    // runs, since that release may come from inside a signal of an object the pipeline owns.
+    static std::shared_ptr<LocalPipeline>
+    create(PipelineEnvironment environment = PipelineEnvironment::platformDefault());
+    LocalPipeline(Passkey, PipelineEnvironment environment);
     ~LocalPipeline() override;
 
     StepOperations& steps() { return m_steps; }
@@ -100,6 +116,9 @@ public:
     QCoro::Task<> auditTimeline(QString timeline);
     QCoro::Task<std::optional<QStringList>> getMediaPaths(QString timeline);
     QCoro::Task<bool> rebuildTimeline(QString name, QStringList mediaPaths);
+    // The wizard's builds: the segments file as it stands, or first rewritten with an edited list.
+    QCoro::Task<> buildTimelineFromSegmentsFile();
+    QCoro::Task<> sendToResolve(QList<StorySegment> segments);
 
     void cancel();
     void reset();
@@ -125,6 +144,14 @@ public:
     const QMap<QString, ProbeResult>& probeResults() const { return m_probeResults; }
     bool isCancelled() const { return m_cancelled; }
     QDateTime startTime() const { return m_startTime; }
+    // True while an entry waits for another run, audit or build of the process to end.
+    bool waitingForTurn() const { return m_waitingForTurn > 0; }
+
+    // ffprobe's whole answer for each full path of the last probing, for steps that need more
+    // than a ProbeResult (two files of one name in different folders keep their own).
+    void rememberProbeOutput(const QString& path, const Json& output) { m_probeOutputs.insert(path, output); }
+    const Json* probeOutput(const QString& path) const;
+    void clearProbeOutputs() { m_probeOutputs.clear(); }
 
     // ---- for step operations ----
     void setStep(PipelineStep s);
@@ -165,8 +192,13 @@ signals:
     void buildResultChanged();
     void auditReportChanged();
     void probeResultsChanged();
+    void waitingForTurnChanged();
 
 private:
+    struct TurnAwaiter;
+    TurnAwaiter takeTurn();
+    void adjustWaiting(int delta);
+
     // The shared tail of both runs: from source-clip assignment to the end of the build.
     QCoro::Task<bool> finishStory(QString timeline, MiningResults analysis, TranscriptResult transcript,
                                   QStringList mediaPaths, QString language, std::optional<QString> presetId,
@@ -190,6 +222,8 @@ private:
     QMap<QString, ProbeResult> m_probeResults;
     bool m_cancelled = false;
     QDateTime m_startTime;
+    int m_waitingForTurn = 0;
+    QHash<QString, Json> m_probeOutputs;
 };
 
 // "s" when the count is not 1.

@@ -121,7 +121,8 @@ class PipelineRun : public ::testing::Test {
 protected:
     TestHome home;
     FixedClock clock{QDateTime(QDate(2026, 3, 4), QTime(10, 42, 7))};
-    LocalPipeline pipeline{home.pipelineEnvironment(&clock)};
+    std::shared_ptr<LocalPipeline> owner = LocalPipeline::create(home.pipelineEnvironment(&clock));
+    LocalPipeline& pipeline = *owner;
     Script script;
     QList<double> progress;
     QList<PipelineStep> steps;

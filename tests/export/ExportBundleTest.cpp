@@ -108,7 +108,8 @@ TEST(Subtitles, NonFiniteTimesLeaveNoText) {
 TEST(SaveExports, WritesFourFilesOverAnEarlierRunAndSkipsOneThatCannotBeMade) {
     test::TestHome home;
     FixedClock clock{QDateTime(QDate(2025, 3, 14), QTime(9, 26, 53))};
-    LocalPipeline pipeline{home.pipelineEnvironment(&clock)};
+    std::shared_ptr<LocalPipeline> owner = LocalPipeline::create(home.pipelineEnvironment(&clock));
+    LocalPipeline& pipeline = *owner;
     installExportSteps(pipeline.steps());
     const auto save = [&](const QString& timeline, const MiningResults& r) {
         const TranscriptResult transcript{{{0, 4.5, " Hola a todos", "es"}, {3725.9, 3730, "fin ", "es"}},

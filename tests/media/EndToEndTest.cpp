@@ -31,7 +31,7 @@ Seen mine(LocalPipeline& pipeline, const QString& timeline) {
 class EndToEnd : public MediaTest {
 protected:
     FakeHttpServer whisper;
-    std::unique_ptr<LocalPipeline> run() { return mediaPipeline(home, whisper.baseUrl()); }
+    std::shared_ptr<LocalPipeline> run() { return mediaPipeline(home, whisper.baseUrl()); }
 };
 
 TEST_F(EndToEnd, TimelineToTranscriptThenTheCacheSparesTheSecondRun) {

@@ -100,12 +100,12 @@ inline double toneShare(std::span<const qint16> w, double hz) {
 }
 
 // Only the media steps; with a speech-to-text service at `openaiBaseUrl` and kKey.
-inline std::unique_ptr<LocalPipeline> mediaPipeline(const TestHome& home, const QString& openaiBaseUrl = {},
+inline std::shared_ptr<LocalPipeline> mediaPipeline(const TestHome& home, const QString& openaiBaseUrl = {},
                                                     const Clock* clock = nullptr) {
     PipelineEnvironment env = home.pipelineEnvironment(clock);
     env.endpoints.openaiHost = openaiBaseUrl;
     env.env.insert(QStringLiteral("OPENAI_API_KEY"), kKey);
-    auto pipeline = std::make_unique<LocalPipeline>(env);
+    auto pipeline = LocalPipeline::create(env);
     pipeline->steps() = StepOperations::absent();
     installMediaSteps(pipeline->steps());
     return pipeline;
@@ -143,7 +143,7 @@ class MediaTest : public ::testing::Test {
 protected:
     TestHome home;
     QString media = home.path() + "/media";
-    std::unique_ptr<LocalPipeline> pipeline = mediaPipeline(home);
+    std::shared_ptr<LocalPipeline> pipeline = mediaPipeline(home);
 
     void SetUp() override {
         QDir().mkpath(media);

@@ -54,7 +54,8 @@ class TimelineBuild : public ::testing::Test {
 public:
     TestHome home;
     FixedClock clock{QDateTime(QDate(2026, 2, 3), QTime(15, 45, 0))};
-    LocalPipeline pipeline{home.pipelineEnvironment(&clock)};
+    std::shared_ptr<LocalPipeline> owner = LocalPipeline::create(home.pipelineEnvironment(&clock));
+    LocalPipeline& pipeline = *owner;
     QString media = home.path() + "/media";
 
     void SetUp() override {
@@ -231,7 +232,8 @@ TEST_F(TimelineBuild, InterpreterProblems) {
     for (const auto& c : cases) {
         PipelineEnvironment env = home.pipelineEnvironment(&clock);
         env.tools.python3 = c.python;
-        LocalPipeline p(env);
+        const auto owner = LocalPipeline::create(env);
+        LocalPipeline& p = *owner;
         QCoro::waitFor(buildTimelineFromSegmentsFile(p));
         ASSERT_TRUE(p.buildResult().has_value());
         EXPECT_TRUE(p.buildResult()->startsWith(c.result)) << p.buildResult()->toStdString();
