@@ -8,4 +8,12 @@ namespace ondrel {
 // a failed write leaves the old file whole. On failure *error says why, in the program's words.
 bool writeFileAtomically(const QString& path, const QByteArray& bytes, QString* error = nullptr);
 
+// A name from outside (a Resolve timeline's) as one folder name inside the folder it is joined
+// to: never "", "." or "..", no "/", NUL or control character, at most 255 bytes. The same name
+// always gives the same folder and different names different folders; a name that is already a
+// plain folder name (and does not begin with "%") is kept as it is. Others become "%" and the
+// name with "%", "/" and control bytes escaped as "%XX", or, when that is too long, a cut of it
+// with "%~" and a hash of the whole name.
+QString folderNameFor(const QString& name);
+
 } // namespace ondrel

@@ -1,5 +1,7 @@
 #include "Platform.h"
 
+#include "Files.h"
+
 #include <QDir>
 #include <QStandardPaths>
 
@@ -37,6 +39,10 @@ AppPaths AppPaths::forHome(const QString& home) {
     p.resolveScriptLib = p.resolveScriptApi + "/Modules";
     p.tokenFile = home + "/.ondrel/token.json";
     return p;
+}
+
+QString AppPaths::exportDirFor(const QString& timeline) const {
+    return exportsDir + QLatin1Char('/') + folderNameFor(timeline);
 }
 
 AppPaths AppPaths::platformDefault() {

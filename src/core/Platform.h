@@ -28,6 +28,9 @@ struct AppPaths {
     QString zshrc() const { return home + QStringLiteral("/.zshrc"); }
     QString legacyCacheRoot() const { return home + QStringLiteral("/.talequarry"); }
     QString transcriptsDir() const { return cacheDir + QStringLiteral("/transcripts"); }
+    // exports/<timeline>/: the export bundle and the saved project of one timeline. The name
+    // becomes a folder name that stays inside the exports folder (folderNameFor).
+    QString exportDirFor(const QString& timeline) const;
 
     // The real locations for the current user.
     static AppPaths platformDefault();

@@ -240,7 +240,7 @@ std::optional<QString> storyBrief(const QString& timeline, const MiningResults& 
 
 QString saveExports(LocalPipeline& pipeline, const QString& timeline, const MiningResults& analysis,
                     const TranscriptResult& transcript, const QList<WordSegment>& wordSegments) {
-    const QString dir = pipeline.paths().exportsDir + u'/' + timeline;
+    const QString dir = pipeline.paths().exportDirFor(timeline);
     if (!QDir().mkpath(dir))
         qWarning().noquote() << "Could not create the export folder" << dir;
 

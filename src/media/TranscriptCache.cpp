@@ -168,7 +168,7 @@ QString projectsDir(const AppPaths& paths) {
 void saveProject(LocalPipeline& pipeline, const QString& timeline, const TranscriptResult& transcript,
                  const QStringList& mediaPaths, const std::optional<QString>& presetId,
                  double targetMinutes) {
-    const QString dir = projectsDir(pipeline.paths()) + QLatin1Char('/') + timeline;
+    const QString dir = pipeline.paths().exportDirFor(timeline);
     if (!QDir().mkpath(dir))
         return;
     SavedProject project;

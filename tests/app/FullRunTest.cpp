@@ -1,10 +1,14 @@
 // One whole mining run with every step wired: fake Resolve, fake services, real ffmpeg.
 #include "app/PipelineWiring.h"
+#include "media/TranscriptCache.h"
 #include "support/FakeHttpServer.h"
 #include "support/TestEnv.h"
 
 #include <QCoroTask>
 #include <QDir>
+#include <QDirIterator>
+#include <QFileInfo>
+#include <QSet>
 #include <QProcess>
 
 #include <gtest/gtest.h>
@@ -85,4 +89,79 @@ f.write(sys.argv[2], f.state(clips=[c], timelines=[f.timeline("Day 1", audio=[[f
         EXPECT_FALSE(readFile(exports + "/" + file).isEmpty()) << file;
     EXPECT_EQ(server.requestsTo("/v1/messages").size(), 1);
     EXPECT_EQ(server.requestsTo("/v1/audio/transcriptions").size(), 2);
+}
+
+// Timeline names come from Resolve and may be anything. Each one re-mined and built must write only
+// inside its own folder of the exports (or the cache), one folder a name, the same folder for the
+// same name, and a plain name keeps its folder name.
+TEST(FullRun, AnyTimelineNameStaysInsideItsOwnFolder) {
+    TestHome home;
+    const QString state = R"PY(
+import sys
+sys.path.insert(0, sys.argv[1])
+import fake_resolve_state as f
+f.write(sys.argv[2], f.state(clips=[], timelines=[]))
+)PY";
+    ASSERT_TRUE(run("/usr/bin/python3", {"-c", state, test::fakeResolveModuleDir(), home.resolveStateFile()}));
+    FakeHttpServer server;
+    server.respondJson(
+        "/v1/messages", 200,
+        QByteArray::fromStdString(Json{{"content", {{{"type", "text"}, {"text", kStory}}}}}.dump()));
+    PipelineEnvironment env = home.pipelineEnvironment();
+    env.endpoints.anthropicHost = server.baseUrl();
+
+    const QStringList names = {"Cut 1",
+                               "He said \"cut\" 'twice'",
+                               "back\\slash",
+                               "line\nbreak",
+                               "..",
+                               ".",
+                               "",
+                               "../../../etc/passwd",
+                               "a/b",
+                               QString::fromUtf8("nul\0inside", 10),
+                               QString("é").repeated(150) + "x", // 301 bytes
+                               QString("é").repeated(150) + "y",
+                               "日本語のインタビュー 💎",
+                               "%2F",
+                               "$(touch pwned)"};
+    QStringList before;
+    for (QDirIterator it(home.path(), QDir::Files | QDir::Hidden, QDirIterator::Subdirectories); it.hasNext();)
+        before << it.next();
+
+    for (const QString& name : names + QStringList{"Cut 1"}) { // once more: the same folder again
+        auto pipeline = makePipeline(env);
+        SavedProject project{name, 1700000000, "es", {home.path() + "/media/a.wav"}, {{2, 9, "hola a todos"}}, {},
+                             {}, 5};
+        QCoro::waitFor(pipeline->runFromProject(project, 5, {}, std::nullopt, "", false));
+        ASSERT_EQ(pipeline->step(), PipelineStep::complete) << name.toStdString();
+        const QString dir = *pipeline->lastExportDir();
+        EXPECT_EQ(QFileInfo(dir).absolutePath(), home.paths().exportsDir) << name.toStdString();
+        EXPECT_TRUE(QFileInfo::exists(dir + "/project.json")) << name.toStdString();
+    }
+    EXPECT_TRUE(QFileInfo::exists(home.paths().exportsDir + "/Cut 1/subtitles.srt"));
+
+    const QString exports = home.paths().exportsDir + "/";
+    const QString cache = home.paths().cacheDir + "/";
+    QSet<QString> folders;
+    for (QDirIterator it(home.path(), QDir::Files | QDir::Hidden, QDirIterator::Subdirectories); it.hasNext();) {
+        const QString file = it.next();
+        if (before.contains(file) || file == home.resolveStateFile())
+            continue;
+        if (file.startsWith(exports)) {
+            const QString rest = file.mid(exports.size());
+            EXPECT_EQ(rest.count('/'), 1) << file.toStdString();
+            folders << rest.section('/', 0, 0);
+        } else {
+            EXPECT_TRUE(file.startsWith(cache)) << file.toStdString();
+        }
+    }
+    EXPECT_EQ(folders.size(), names.size());
+    QStringList listed;
+    for (const SavedProject& p : listProjects(home.paths()))
+        listed << p.timeline;
+    listed.sort();
+    QStringList expected = names;
+    expected.sort();
+    EXPECT_EQ(listed, expected) << "each project keeps its real name";
 }
