@@ -1,5 +1,6 @@
 #pragma once
 #include <QDateTime>
+#include <QLocale>
 
 namespace ondrel {
 
@@ -11,6 +12,10 @@ public:
 
     static const Clock& system();
 };
+
+// The locale's short time of day with hours and minutes only: some locales' short form (the C
+// locale's among them) also shows seconds.
+QString shortTimeOfDay(const QTime& time, const QLocale& locale = QLocale());
 
 class FixedClock final : public Clock {
 public:

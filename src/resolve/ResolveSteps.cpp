@@ -3,6 +3,7 @@
 #include "ResolveBridge.h"
 #include "core/Files.h"
 #include "core/PythonProgram.h"
+#include "core/Text.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -27,7 +28,6 @@ Json programArgs(const LocalPipeline& p) {
     args["module_dir"] = p.paths().resolveScriptLib.toStdString();
     args["segments_path"] = segmentsPath(p).toStdString();
     args["cache_dir"] = p.paths().cacheDir.toStdString();
-    args["exports_dir"] = p.paths().exportsDir.toStdString();
     return args;
 }
 
@@ -43,6 +43,8 @@ void logProtocolLine(LocalPipeline& p, const ProtocolLine& line) {
 QCoro::Task<void> buildTimelineFromSegmentsFile(LocalPipeline& pipeline) {
     LocalPipeline& p = pipeline;
     const QString cache = p.paths().cacheDir;
+    // Only this run's own export folder gets the new SRT, as it stands now; none after an audit.
+    const std::optional<QString> exportDir = p.lastExportDir();
     writeQuietly(
         cache + QStringLiteral("/build_debug.txt"),
         (QStringLiteral("buildTimelineFromSegmentsFile called at ") + p.clock().now().toString()).toUtf8());
@@ -53,12 +55,12 @@ QCoro::Task<void> buildTimelineFromSegmentsFile(LocalPipeline& pipeline) {
         co_return;
     }
 
-    const QString name =
-        QStringLiteral("Ondrel Build — ") + QLocale().toString(p.clock().now().time(), QLocale::ShortFormat);
+    const QString name = QStringLiteral("Ondrel Build — ") + shortTimeOfDay(p.clock().now().time());
     p.log(QStringLiteral("Building timeline in Resolve..."));
 
     Json args = programArgs(p);
     args["name"] = name.toStdString();
+    args["export_dir"] = exportDir ? Json(exportDir->toStdString()) : Json();
     const PythonProgram program = pythonProgram(scriptResource(QStringLiteral("build_timeline_full.py")), args);
 
     ProcessOptions opts;
@@ -82,7 +84,7 @@ QCoro::Task<void> buildTimelineFromSegmentsFile(LocalPipeline& pipeline) {
     if (stdOut.trimmed().isEmpty()) {
         p.log(QStringLiteral("✗ Python returned no output"), QStringLiteral("accent"));
         if (!stdErr.isEmpty())
-            p.log(QStringLiteral("  stderr: ") + stdErr.left(200), QStringLiteral("accent"));
+            p.log(QStringLiteral("  stderr: ") + leadingCharacters(stdErr, 200), QStringLiteral("accent"));
         p.setBuildResult(QStringLiteral("✗ Python returned no output — check Resolve connection"));
         co_return;
     }

@@ -1,3 +1,4 @@
+#include "core/Clock.h"
 #include "core/Platform.h"
 #include "support/TestEnv.h"
 
@@ -31,4 +32,13 @@ TEST(Endpoints, BaseUrlsReadLikeTheVendorsSdks) {
         EXPECT_EQ(e.transcriptionsUrl(), c.transcriptions);
         EXPECT_EQ(e.messagesUrl(), c.messages);
     }
+}
+
+TEST(Clock, ShortTimeOfDayIsHoursAndMinutesInEveryLocale) {
+    const std::pair<const char*, QString> cases[] = {
+        {"C", "15:45"},     {"en_US", "3:45 PM"}, {"fi_FI", "15.45"},
+        {"bg_BG", "15:45 ч."}, {"ko_KR", "오후 3:45"}, {"de_DE", "15:45"},
+    };
+    for (const auto& [locale, text] : cases)
+        EXPECT_EQ(shortTimeOfDay(QTime(15, 45, 12), QLocale(locale)), text) << locale;
 }

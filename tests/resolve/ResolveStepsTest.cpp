@@ -115,9 +115,10 @@ TEST_F(TimelineBuild, FullBuildPlacesMomentsMarksChaptersAndWritesCards) {
         {segment(1, 10, 30, "b.wav", "Two words", QStringLiteral("Arrival")),
          segment(2, 210, 213, "a", "We came here in the winter, all of us.", QStringLiteral("Arrival")),
          segment(3, 100, 101.9, "source", "Past the end", QStringLiteral("Leaving"))});
-    // An older and a newer export folder: only the newest gets the new subtitles.
+    // Two timelines mined: only this run's export folder gets the new subtitles, whatever sorts last.
     writeFile(home.paths().exportsDir + "/A cut/subtitles.srt", "old");
     writeFile(home.paths().exportsDir + "/B cut/subtitles.srt", "old");
+    pipeline.setLastExportDir(home.paths().exportsDir + "/A cut");
 
     QCoro::waitFor(buildTimelineFromSegmentsFile(pipeline));
 
@@ -128,9 +129,12 @@ TEST_F(TimelineBuild, FullBuildPlacesMomentsMarksChaptersAndWritesCards) {
     EXPECT_TRUE(log.contains("  b.wav: duration=200s, transcript=0-200s"));
     EXPECT_TRUE(log.contains("  a.wav: duration=120s, transcript=200-320s"));
     EXPECT_EQ(log.last(), "  ✓ 3/3 clips appended");
+    EXPECT_TRUE(log.contains("  Updated export SRT: A cut/subtitles.srt"));
 
     const Json tl = timeline();
-    EXPECT_TRUE(QString::fromStdString(tl["name"]).startsWith("Ondrel Build — "));
+    // The locale's short time, never with seconds; then the program's own 12-hour form.
+    EXPECT_TRUE(QString::fromStdString(tl["name"]).startsWith("Ondrel Build — " + shortTimeOfDay(QTime(15, 45)) +
+                                                              " — "));
     const Json& items = tl["tracks"]["audio"][0];
     ASSERT_EQ(items.size(), 3u);
     // In/Out from the file-relative times: b.wav 10-30 s, a.wav 10-13 s, the last moment in the last clip.
@@ -158,8 +162,14 @@ TEST_F(TimelineBuild, FullBuildPlacesMomentsMarksChaptersAndWritesCards) {
               QString::fromUtf8("1\n00:00:00,000 --> 00:00:03,340\nTwo words\n\n"
                                 "2\n00:00:20,041 --> 00:00:23,083\nWe came here in the winter, all of us.\n\n"
                                 "3\n00:00:23,083 --> 00:00:25,000\nPast the end\n"));
-    EXPECT_EQ(readFile(home.paths().exportsDir + "/B cut/subtitles.srt"), srtWritten().toUtf8());
+    EXPECT_EQ(readFile(home.paths().exportsDir + "/A cut/subtitles.srt"), srtWritten().toUtf8());
+    EXPECT_EQ(readFile(home.paths().exportsDir + "/B cut/subtitles.srt"), "old");
+    // After an audit there is no export folder of the run: no folder is touched.
+    pipeline.setLastExportDir(std::nullopt);
+    writeFile(home.paths().exportsDir + "/A cut/subtitles.srt", "old");
+    QCoro::waitFor(buildTimelineFromSegmentsFile(pipeline));
     EXPECT_EQ(readFile(home.paths().exportsDir + "/A cut/subtitles.srt"), "old");
+    EXPECT_EQ(readFile(home.paths().exportsDir + "/B cut/subtitles.srt"), "old");
     EXPECT_TRUE(
         QString::fromUtf8(readFile(home.paths().cacheDir + "/build_output.txt")).startsWith("STDOUT:\nLOG:"));
 }
@@ -219,14 +229,22 @@ TEST_F(TimelineBuild, FailuresReachLogAndResult) {
 
 TEST_F(TimelineBuild, InterpreterProblems) {
     writeSegments({segment(1, 0, 5, "a.wav", "x")});
+    // An interpreter that only complains: 300 characters of two code units each.
+    const QString complaint = QString("e\u0301").repeated(300);
+    const QString complaining = home.path() + "/complaining-python";
+    writeFile(complaining, "#!/bin/sh\nprintf '%s' '" + complaint.toUtf8() + "' >&2\n");
+    QFile::setPermissions(complaining, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
     struct Case {
-        const char* python;
+        QString python;
         QStringList log;
         QString result;
     } cases[] = {
         {"/nonexistent/python3", {}, "✗ Python failed: "},
         {"/bin/true",
          {"✗ Python returned no output"},
+         "✗ Python returned no output — check Resolve connection"},
+        {complaining,
+         {"✗ Python returned no output", "  stderr: " + QString("e\u0301").repeated(200)},
          "✗ Python returned no output — check Resolve connection"},
     };
     for (const auto& c : cases) {
@@ -237,9 +255,10 @@ TEST_F(TimelineBuild, InterpreterProblems) {
         QCoro::waitFor(buildTimelineFromSegmentsFile(p));
         ASSERT_TRUE(p.buildResult().has_value());
         EXPECT_TRUE(p.buildResult()->startsWith(c.result)) << p.buildResult()->toStdString();
-        if (!c.log.isEmpty()) {
-            EXPECT_EQ(p.logs().last().text, c.log.last());
-        }
+        QStringList tail;
+        for (qsizetype i = std::max<qsizetype>(0, p.logs().size() - c.log.size()); i < p.logs().size(); ++i)
+            tail << p.logs()[i].text;
+        EXPECT_EQ(tail, c.log);
     }
 }
 

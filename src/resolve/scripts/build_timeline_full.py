@@ -256,12 +256,12 @@ for start_sec, end_sec, translation, chapter in positions:
 srt_text = "\n".join(srt_lines)
 srt_path = os.path.join(ARGS["cache_dir"], f"subs_{int(time.time())}.srt")
 write_text(srt_path, srt_text)
-exports_dir = ARGS["exports_dir"]
-if os.path.exists(exports_dir):
+# The export folder of the run this build belongs to, and no other.
+export_dir = ARGS["export_dir"]
+if export_dir:
     try:
-        newest = sorted(os.listdir(exports_dir), reverse=True)[0]
-        write_text(os.path.join(exports_dir, newest, "subtitles.srt"), srt_text)
-        print(f"LOG:Updated export SRT: {newest}/subtitles.srt")
+        write_text(os.path.join(export_dir, "subtitles.srt"), srt_text)
+        print(f"LOG:Updated export SRT: {os.path.basename(export_dir)}/subtitles.srt")
     except Exception:
         pass
 print(f"LOG:SRT saved to {srt_path} (import disabled, use File > Import > Subtitle)")
