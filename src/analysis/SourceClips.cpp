@@ -1,6 +1,7 @@
 #include "SourceClips.h"
 
 #include "core/Files.h"
+#include "core/Text.h"
 
 #include <QFileInfo>
 #include <QSaveFile>
@@ -23,8 +24,7 @@ QByteArray readProbeCache(const LocalPipeline& pipeline) {
 
 QCoro::Task<QList<ClipOffset>> offsetsFromFfprobe(const ToolRunner* tools, QString ffprobe,
                                                   QStringList mediaPaths) {
-    QStringList sorted = mediaPaths;
-    std::sort(sorted.begin(), sorted.end());
+    const QStringList sorted = sortedPaths(mediaPaths);
     QList<ClipOffset> offsets;
     double sum = 0.0;
     for (const QString& path : sorted) {

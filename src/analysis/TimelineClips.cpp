@@ -1,6 +1,7 @@
 #include "TimelineClips.h"
 
 #include "AnswerText.h"
+#include "core/Text.h"
 
 #include <algorithm>
 
@@ -68,8 +69,7 @@ ClipReading readTimelineClipsOutput(const QString& output) {
 
 QList<UsedSegment> mapTimelineClipsToTranscript(const QList<TimelineClip>& clips,
                                                 const QStringList& mediaPaths) {
-    QStringList sorted = mediaPaths;
-    std::sort(sorted.begin(), sorted.end());
+    const QStringList sorted = sortedPaths(mediaPaths);
     QList<UsedSegment> used;
     for (const TimelineClip& clip : clips) {
         const qsizetype slot = sorted.indexOf(clip.sourceFile);

@@ -3,6 +3,8 @@
 #include <QStringDecoder>
 #include <QTextBoundaryFinder>
 
+#include <algorithm>
+
 namespace ondrel {
 
 namespace {
@@ -55,6 +57,13 @@ QString redactSecret(QString text, const QString& secret) {
     if (!secret.isEmpty())
         text.replace(secret, QStringLiteral("[redacted]"));
     return text;
+}
+
+QStringList sortedPaths(QStringList paths) {
+    // UTF-8 bytes order as code points do; UTF-16 units would not, past the surrogates.
+    std::stable_sort(paths.begin(), paths.end(),
+                     [](const QString& a, const QString& b) { return a.toUtf8() < b.toUtf8(); });
+    return paths;
 }
 
 } // namespace ondrel

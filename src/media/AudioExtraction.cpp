@@ -4,6 +4,7 @@
 #include "MediaSupport.h"
 #include "core/Files.h"
 #include "core/PythonProgram.h"
+#include "core/Text.h"
 
 #include <QDir>
 #include <QFile>
@@ -114,13 +115,6 @@ SourceAudio sourceAudioFromProbe(const QString& path, const std::optional<Json>&
     }
     s.layout = layout.join(QLatin1Char(';'));
     return s;
-}
-
-QStringList sortedPaths(QStringList paths) {
-    // UTF-8 bytes order as code points do, which is how Python's sorted() orders the paths.
-    std::stable_sort(paths.begin(), paths.end(),
-                     [](const QString& a, const QString& b) { return a.toUtf8() < b.toUtf8(); });
-    return paths;
 }
 
 ExtractionPlan planExtraction(const QList<SourceAudio>& sources, const QString& concatPath,

@@ -51,9 +51,6 @@ struct ExtractionPlan {
 ExtractionPlan planExtraction(const QList<SourceAudio>& sources, const QString& concatPath,
                               const QString& output);
 
-// Sorted as text, code point by code point, the way the Resolve program sorts them.
-QStringList sortedPaths(QStringList paths);
-
 QCoro::Task<std::optional<QString>> extractAudio(LocalPipeline& pipeline, QStringList mediaPaths);
 
 // ---- chunking -------------------------------------------------------------------------------

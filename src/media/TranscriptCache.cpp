@@ -2,6 +2,7 @@
 
 #include "MediaSupport.h"
 #include "core/Files.h"
+#include "core/Text.h"
 
 #include <QDir>
 #include <QFile>
@@ -43,9 +44,7 @@ double numberOrZero(const Json& object, const char* key) {
 } // namespace
 
 QString transcriptCacheKey(const QStringList& mediaPaths) {
-    QStringList sorted = mediaPaths;
-    std::sort(sorted.begin(), sorted.end());
-    const QString joined = sorted.join(QLatin1Char('|'));
+    const QString joined = sortedPaths(mediaPaths).join(QLatin1Char('|'));
     // Qt seeds its hash anew at each process start (unless QT_HASH_SEED pins it).
     const auto hash = static_cast<qint64>(qHash(joined, QHashSeed::globalSeed()));
     return QString::number(hash, 16);
@@ -103,7 +102,7 @@ std::optional<TranscriptResult> loadLegacyTaleQuarryCache(LocalPipeline& pipelin
         for (const QString& name : listed)
             if (name.endsWith(QLatin1String(".json")))
                 files << name;
-        std::sort(files.begin(), files.end());
+        files = sortedPaths(files);
         if (files.isEmpty())
             continue;
         if (!anyContains(files, stems) && !anyContains(files, bases))
