@@ -14,17 +14,25 @@ namespace {
 
 const QString kTimeline = R"(Cut "1" \ 'final')";
 
-Json item(const char* clipId, qint64 start, qint64 end) {
-    return {{"clipId", clipId ? Json(clipId) : Json(nullptr)}, {"start", start}, {"end", end}};
+// A timeline as Resolve makes it by default: it starts at 01:00:00:00, and its items' positions
+// include that start frame.
+struct TimelineStart {
+    double fps = 24;
+    qint64 frame = 86400;
+};
+
+Json item(const char* clipId, qint64 start, qint64 end, TimelineStart at = {}) {
+    return {{"clipId", clipId ? Json(clipId) : Json(nullptr)}, {"start", at.frame + start}, {"end", at.frame + end}};
 }
 
 // Pool clips a.wav, b.wav, c.mov and "t" without a file; the cut comes after a timeline "Other".
-QByteArray resolveState(const Json& audio, const Json& video, bool running = true) {
+QByteArray resolveState(const Json& audio, const Json& video, bool running = true, TimelineStart at = {}) {
     const Json clips = Json::parse(R"([{"id":"a","properties":{"File Path":"/footage/a.wav"}},
         {"id":"b","properties":{"File Path":"/footage/b.wav"}}, {"id":"c","properties":{"File Path":"/footage/c.mov"}},
         {"id":"t","properties":{"File Path":""}}])");
     const Json timeline = {{"name", kTimeline.toStdString()},
-                           {"startFrame", 0},
+                           {"fps", at.fps},
+                           {"startFrame", at.frame},
                            {"tracks", {{"video", video}, {"audio", audio}}}};
     const Json project = {{"timelines", Json::array({{{"name", "Other"}}, timeline})},
                           {"mediaPool", {{"root", {{"clips", clips}}}}}};
@@ -34,10 +42,11 @@ QByteArray resolveState(const Json& audio, const Json& video, bool running = tru
             .dump());
 }
 
-QByteArray goldenState() {
+QByteArray goldenState(TimelineStart at = {}) {
     return resolveState(
-        Json::array({Json::array({item("a", 0, 240), item("b", 240, 480)})}),
-        Json::array({Json::array({item("c", 0, 48), item(nullptr, 48, 96), item("t", 96, 120)})}));
+        Json::array({Json::array({item("a", 0, 240, at), item("b", 240, 480, at)})}),
+        Json::array({Json::array({item("c", 0, 48, at), item(nullptr, 48, 96, at), item("t", 96, 120, at)})}), true,
+        at);
 }
 
 const char* reportJson = R"({"coveragePercent": 5, "usedSegments": [],
@@ -82,7 +91,12 @@ struct AuditRig : AnalysisRig {
 } // namespace
 
 TEST(Audit, FullRunOnTheFakeResolve) {
+  // The frames count from the timeline's own start whatever its rate or start (and then, by design,
+  // as 24 fps): the same cut gives the same prompt.
+  for (const TimelineStart at : {TimelineStart{24, 86400}, TimelineStart{25, 90000}, TimelineStart{24, 0}}) {
+    SCOPED_TRACE(at.frame);
     AuditRig rig;
+    rig.home.setResolveState(goldenState(at));
     rig.p().log("left over from before");
     rig.audit();
 
@@ -109,6 +123,7 @@ TEST(Audit, FullRunOnTheFakeResolve) {
     EXPECT_EQ(rig.p().auditReport()->themeGaps, QStringList({"the sea"}));
     EXPECT_EQ(rig.p().auditReport()->coveragePercent, 5.0) << "the model's figure, not ours";
     EXPECT_TRUE(rig.p().auditReport()->usedSegments.isEmpty()) << "used ranges are not merged in";
+  }
 }
 
 TEST(Audit, FiguresOnTheLogAndInThePrompt) {
@@ -227,13 +242,17 @@ TEST(Audit, CancelledWhileAnalysingStopsWithoutAWord) {
 }
 
 TEST(Audit, SlotsOnTheTranscriptClockAndWholeContainment) {
-    // 300 s per file in string order of the paths; always 24 fps with the start frame kept.
+    // 300 s per file in code point order of the paths; frames (from the timeline's start) always
+    // count as 24 fps.
     const QList<UsedSegment> used = mapTimelineClipsToTranscript({{"/m/c.wav", 24, 48, 1},
                                                                   {"/m/b.wav", 86400, 86412, 0.2},
                                                                   {"/elsewhere/a.wav", 0, 24, 1},
                                                                   {"/m/a.wav", 0, 240, 10}},
                                                                  {"/m/c.wav", "/m/a.wav", "/m/b.wav"});
     EXPECT_EQ(used, (QList<UsedSegment>{{601, 602, ""}, {3900, 3900.5, ""}, {0, 10, ""}}));
+    // U+FF21 sorts before U+1F3A4 by code point, though not by UTF-16 unit.
+    EXPECT_EQ(mapTimelineClipsToTranscript({{"/m/\U0001F3A4.wav", 0, 24, 1}}, {"/m/\U0001F3A4.wav", "/m/\uFF21.wav"}),
+              (QList<UsedSegment>{{300, 301, ""}}));
 
     const QList<TranscriptSegment> segments{{0, 10, "a", "es"},    {2, 8, "b", "es"},
                                             {-0.01, 5, "c", "es"}, {5, 10.01, "d", "es"},

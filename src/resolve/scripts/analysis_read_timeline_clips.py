@@ -27,6 +27,9 @@ try:
     rate = timeline.GetSetting("timelineFrameRate")
     if rate:
         fps = float(rate)
+    # Item positions include the timeline's start frame (01:00:00:00 by default); the frames are
+    # counted from the timeline's own start.
+    origin = timeline.GetStartFrame()
 
     clips = []
     for kind in ("audio", "video"):
@@ -38,8 +41,8 @@ try:
                 path = clip.GetClipProperty("File Path")
                 if not path:
                     continue
-                start = item.GetStart()
-                end = item.GetEnd()
+                start = item.GetStart() - origin
+                end = item.GetEnd() - origin
                 clips.append({"sourceFile": path, "startFrame": start, "endFrame": end,
                               "duration": (end - start) / fps})
     print("SUCCESS:" + json.dumps(clips))
