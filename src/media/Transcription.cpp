@@ -6,6 +6,8 @@
 
 #include <QFile>
 #include <QFileInfo>
+#include <QHash>
+#include <QRegularExpression>
 #include <QUuid>
 
 namespace ondrel {
@@ -34,6 +36,53 @@ HttpRequest transcriptionRequest(const LocalPipeline& pipeline, const QByteArray
 
 // The service may quote what it was sent; the key never goes into the log.
 } // namespace
+
+QString whisperLanguageCode(const QString& language) {
+    // Every language the service detects, by the name it reports.
+    static const QHash<QString, QString> codes = [] {
+        const char* table[][2] = {
+            {"english", "en"},    {"chinese", "zh"},       {"german", "de"},         {"spanish", "es"},
+            {"russian", "ru"},    {"korean", "ko"},        {"french", "fr"},         {"japanese", "ja"},
+            {"portuguese", "pt"}, {"turkish", "tr"},       {"polish", "pl"},         {"catalan", "ca"},
+            {"dutch", "nl"},      {"arabic", "ar"},        {"swedish", "sv"},        {"italian", "it"},
+            {"indonesian", "id"}, {"hindi", "hi"},         {"finnish", "fi"},        {"vietnamese", "vi"},
+            {"hebrew", "he"},     {"ukrainian", "uk"},     {"greek", "el"},          {"malay", "ms"},
+            {"czech", "cs"},      {"romanian", "ro"},      {"danish", "da"},         {"hungarian", "hu"},
+            {"tamil", "ta"},      {"norwegian", "no"},     {"thai", "th"},           {"urdu", "ur"},
+            {"croatian", "hr"},   {"bulgarian", "bg"},     {"lithuanian", "lt"},     {"latin", "la"},
+            {"maori", "mi"},      {"malayalam", "ml"},     {"welsh", "cy"},          {"slovak", "sk"},
+            {"telugu", "te"},     {"persian", "fa"},       {"latvian", "lv"},        {"bengali", "bn"},
+            {"serbian", "sr"},    {"azerbaijani", "az"},   {"slovenian", "sl"},      {"kannada", "kn"},
+            {"estonian", "et"},   {"macedonian", "mk"},    {"breton", "br"},         {"basque", "eu"},
+            {"icelandic", "is"},  {"armenian", "hy"},      {"nepali", "ne"},         {"mongolian", "mn"},
+            {"bosnian", "bs"},    {"kazakh", "kk"},        {"albanian", "sq"},       {"swahili", "sw"},
+            {"galician", "gl"},   {"marathi", "mr"},       {"punjabi", "pa"},        {"sinhala", "si"},
+            {"khmer", "km"},      {"shona", "sn"},         {"yoruba", "yo"},         {"somali", "so"},
+            {"afrikaans", "af"},  {"occitan", "oc"},       {"georgian", "ka"},       {"belarusian", "be"},
+            {"tajik", "tg"},      {"sindhi", "sd"},        {"gujarati", "gu"},       {"amharic", "am"},
+            {"yiddish", "yi"},    {"lao", "lo"},           {"uzbek", "uz"},          {"faroese", "fo"},
+            {"haitian creole", "ht"}, {"pashto", "ps"},    {"turkmen", "tk"},        {"nynorsk", "nn"},
+            {"maltese", "mt"},    {"sanskrit", "sa"},      {"luxembourgish", "lb"},  {"myanmar", "my"},
+            {"tibetan", "bo"},    {"tagalog", "tl"},       {"malagasy", "mg"},       {"assamese", "as"},
+            {"tatar", "tt"},      {"hawaiian", "haw"},     {"lingala", "ln"},        {"hausa", "ha"},
+            {"bashkir", "ba"},    {"javanese", "jw"},      {"sundanese", "su"},      {"cantonese", "yue"},
+            // Other names the service's models answer to.
+            {"burmese", "my"},    {"valencian", "ca"},     {"flemish", "nl"},        {"haitian", "ht"},
+            {"letzeburgesch", "lb"}, {"pushto", "ps"},     {"panjabi", "pa"},        {"moldavian", "ro"},
+            {"moldovan", "ro"},   {"sinhalese", "si"},     {"castilian", "es"},      {"mandarin", "zh"},
+        };
+        QHash<QString, QString> map;
+        for (const auto& [name, code] : table)
+            map.insert(QString::fromLatin1(name), QString::fromLatin1(code));
+        return map;
+    }();
+    const QString word = language.trimmed().toLower();
+    if (const auto it = codes.constFind(word); it != codes.constEnd())
+        return it.value();
+    // A code is two or three letters; anything else ("unknown") names no language.
+    static const QRegularExpression code(QStringLiteral("^[a-z]{2,3}$"));
+    return code.match(word).hasMatch() ? language : QStringLiteral("auto");
+}
 
 QByteArray newBoundary() {
     return QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper().toLatin1();
@@ -71,8 +120,8 @@ QCoro::Task<std::optional<HttpResponse>> postAudio(LocalPipeline& pipeline, QStr
     const QByteArray bytes = file.readAll();
     file.close();
     const QByteArray boundary = newBoundary();
-    const QByteArray body =
-        whisperMultipartBody(boundary, language, granularity, QFileInfo(path).fileName(), bytes);
+    const QByteArray body = whisperMultipartBody(boundary, whisperLanguageCode(language), granularity,
+                                                 QFileInfo(path).fileName(), bytes);
     co_return co_await sendHttp(pipeline.network(), transcriptionRequest(pipeline, boundary, body, timeout));
 }
 

@@ -21,6 +21,11 @@ QByteArray whisperMultipartBody(const QByteArray& boundary, const QString& langu
                                 const QString& granularity, const QString& fileName,
                                 const QByteArray& fileBytes);
 
+// What the "language" part carries: the service names a language in words ("spanish", as a saved
+// project keeps it) but accepts only its code ("es"). "auto" and codes pass as they are; a word
+// without a code ("unknown") becomes "auto", so no part is sent.
+QString whisperLanguageCode(const QString& language);
+
 // A new upper-case UUID for each request.
 QByteArray newBoundary();
 

@@ -51,6 +51,24 @@ TEST_F(Whisper, SendsTheMultipartBodyByteForByte) {
     }
 }
 
+// A re-mine passes the saved project's language as the service reported it, in words; the service
+// refuses words there (400), so every moment would lose its word timing.
+TEST_F(Whisper, SendsALanguageCodeForALanguageWord) {
+    writeFile(media + "/cut.wav", "x");
+    server.respondJson(kPath, 200, R"({"words":[]})");
+    const std::pair<QString, QByteArray> cases[] = {
+        {"spanish", "es"}, {"Haitian Creole", "ht"}, {"cantonese", "yue"}, {"es", "es"},
+        {"auto", ""},      {"unknown", ""},          {"", ""},
+    };
+    for (const auto& [language, code] : cases) {
+        ASSERT_TRUE(QCoro::waitFor(transcribeWithWords(*pipeline, media + "/cut.wav", language)));
+        const QByteArray body = server.requests().last().body;
+        const QByteArray part = "name=\"language\"\r\n\r\n" + code + "\r\n";
+        EXPECT_EQ(body.contains("name=\"language\""), !code.isEmpty()) << language.toStdString();
+        EXPECT_TRUE(code.isEmpty() || body.contains(part)) << language.toStdString();
+    }
+}
+
 TEST_F(Whisper, LaysChunksOnOneClockByTheirMeasuredLengthsAndSkipsAFailedOne) {
     ASSERT_TRUE(makeToneWav(media + "/chunk_0.wav", 3.0, 440));
     ASSERT_TRUE(makeToneWav(media + "/chunk_1.wav", 2.0, 440));
