@@ -168,10 +168,10 @@ qint64 countWords(const TranscriptResult& transcript) {
 }
 
 QString SavedProject::id() const {
-    // Integer part of the timestamp, towards zero.
+    // Integer part of the timestamp, towards zero, in full: a file may hold any number, and one past
+    // the 64-bit range must not be cast into it.
     const double whole = std::trunc(createdAt);
-    const QString secs =
-        std::isfinite(whole) ? QString::number(static_cast<qint64>(whole)) : QStringLiteral("0");
+    const QString secs = std::isfinite(whole) ? QString::asprintf("%.0f", whole + 0.0) : QStringLiteral("0");
     return timeline + '_' + secs;
 }
 

@@ -124,6 +124,8 @@ TEST_F(Caches, ProjectsListNewestFirstAndSkipWhatDoesNotDecode) {
         R"({"timeline":"NoTarget","createdAt":1800000000,"language":"es","mediaPaths":[],"transcript":[]})");
     writeFile(dir + "/Bare/project.json", R"({"timeline":"Bare","createdAt":1750000000,"language":"es",)"
                                           R"("mediaPaths":[],"transcript":[],"targetMinutes":3})");
+    writeFile(dir + "/Far/project.json", R"({"timeline":"Far","createdAt":1e300,"language":"es",)"
+                                         R"("mediaPaths":[],"transcript":[],"targetMinutes":3})");
     writeFile(dir + "/stray.txt", "x");
     QDir().mkpath(dir + "/Empty");
 
@@ -131,9 +133,12 @@ TEST_F(Caches, ProjectsListNewestFirstAndSkipWhatDoesNotDecode) {
     QStringList names;
     for (const auto& p : projects)
         names << p.timeline;
-    ASSERT_EQ(names, (QStringList{"Bare", "New", "Mid", "Old"}));
-    EXPECT_FALSE(projects[0].results) << "a project without results decodes with none";
-    const SavedProject& p = projects[1];
+    ASSERT_EQ(names, (QStringList{"Far", "Bare", "New", "Mid", "Old"}));
+    // A time past any 64-bit count still names its project, digit for digit.
+    EXPECT_TRUE(projects[0].id().startsWith("Far_1000000000000000052504760255204420248704468"));
+    EXPECT_EQ(projects[0].id().size(), 4 + 301);
+    EXPECT_FALSE(projects[1].results) << "a project without results decodes with none";
+    const SavedProject& p = projects[2];
     EXPECT_EQ(std::tuple(p.id(), p.createdAt, p.language, p.mediaPaths, p.presetId, p.targetMinutes),
               std::tuple(QString("New_1700000000"), 1700000000.5, QString("spanish"), QStringList{"/m/a.wav"},
                          std::optional<QString>("documentary"), 12.0));
