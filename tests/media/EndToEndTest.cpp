@@ -121,3 +121,32 @@ TEST_F(EndToEnd, EveryChunkRefusedFailsTheRun) {
 }
 
 } // namespace
+
+// A track that Resolve cannot list (None) ends the lookup with an error: no media, rather than the
+// files of the other tracks only.
+TEST_F(EndToEnd, ATrackResolveCannotListFindsNoMedia) {
+    const QString module = home.path() + "/stub";
+    writeFile(module + "/DaVinciResolveScript.py", R"PY(
+class Clip:
+    def GetClipProperty(self): return {"File Path": "/m/a.wav"}
+class Item:
+    def GetMediaPoolItem(self): return Clip()
+class Timeline:
+    def GetName(self): return "T"
+    def GetTrackCount(self, kind): return 2 if kind == "audio" else 0
+    def GetItemListInTrack(self, kind, index): return [Item()] if index == 1 else None
+class Project:
+    def GetTimelineCount(self): return 1
+    def GetTimelineByIndex(self, i): return Timeline()
+    def SetCurrentTimeline(self, tl): return True
+class Manager:
+    def GetCurrentProject(self): return Project()
+class Resolve:
+    def GetProjectManager(self): return Manager()
+def scriptapp(name): return Resolve()
+)PY");
+    PipelineEnvironment env = home.pipelineEnvironment();
+    env.paths.resolveScriptLib = module;
+    const auto pipeline = LocalPipeline::create(env);
+    EXPECT_EQ(QCoro::waitFor(getTimelineMedia(*pipeline, "T")), std::nullopt);
+}

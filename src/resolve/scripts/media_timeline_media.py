@@ -19,7 +19,8 @@ try:
             # Video tracks too: a clip's sound may be embedded in its picture file.
             for kind in ("audio", "video"):
                 for t in range(1, tl.GetTrackCount(kind) + 1):
-                    for item in tl.GetItemListInTrack(kind, t) or []:
+                    # A track Resolve cannot list (None) raises and ends the lookup.
+                    for item in tl.GetItemListInTrack(kind, t):
                         mpi = item.GetMediaPoolItem()
                         if mpi:
                             fp = mpi.GetClipProperty().get("File Path", "")
