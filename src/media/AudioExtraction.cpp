@@ -9,6 +9,7 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QTemporaryDir>
 #include <QtEndian>
 
 #include <algorithm>
@@ -117,12 +118,68 @@ SourceAudio sourceAudioFromProbe(const QString& path, const std::optional<Json>&
     return s;
 }
 
+namespace {
+
+// Each part is brought to the output's own format before the join, so no resampler runs across
+// two files. Left to itself, ffmpeg picks the join's format from the files (the first one's, or
+// 16 kHz when silence comes first) and resamples the joined sound: every file after one whose
+// length is no whole number of output samples starts a fraction of a sample off, a mono file next
+// to stereo ones loses half its power, and a run's bytes depend on which files share it. This
+// way pieces joined end to end are the bytes of one run over every file.
+const QString kPartFormat = QStringLiteral("aformat=sample_fmts=s16:sample_rates=16000:channel_layouts=mono");
+
+QString piecesListPath(const QString& piecesDir) {
+    return piecesDir + QStringLiteral("/pieces.txt");
+}
+
+// ffmpeg's concat reader, which opens the listed files one at a time.
+QStringList concatReaderRun(const QString& list, const QString& output) {
+    QStringList args{QStringLiteral("-y"),
+                     QStringLiteral("-f"),
+                     QStringLiteral("concat"),
+                     QStringLiteral("-safe"),
+                     QStringLiteral("0"),
+                     QStringLiteral("-i"),
+                     list};
+    return args + pcmOutputArgs(output);
+}
+
+QStringList partsRun(const QList<const SourceAudio*>& parts, const QString& output) {
+    QStringList args{QStringLiteral("-y")};
+    QStringList filters;
+    QString joined;
+    int inputs = 0;
+    for (qsizetype i = 0; i < parts.size(); ++i) {
+        const SourceAudio& s = *parts[i];
+        const QString label = QStringLiteral("[s%1]").arg(i);
+        const QString length = formatDouble(s.duration);
+        if (s.audioStream >= 0) {
+            args << QStringLiteral("-i") << s.path;
+            // Padded to the container's length so the next file starts where the clock says.
+            const QString pad = s.duration > 0 ? QStringLiteral(",apad=whole_dur=") + length : QString();
+            filters << QStringLiteral("[%1:a:%2]").arg(inputs).arg(s.audioStream) + kPartFormat + pad + label;
+            ++inputs;
+        } else {
+            filters << QStringLiteral("anullsrc=r=16000:cl=mono,") + kPartFormat +
+                           QStringLiteral(",atrim=duration=") + length + label;
+        }
+        joined += label;
+    }
+    filters << joined + QStringLiteral("concat=n=%1:v=0:a=1[out]").arg(parts.size());
+    args << QStringLiteral("-filter_complex") << filters.join(QLatin1Char(';')) << QStringLiteral("-map")
+         << QStringLiteral("[out]");
+    args << pcmOutputArgs(output);
+    return args;
+}
+
+} // namespace
+
 ExtractionPlan planExtraction(const QList<SourceAudio>& sources, const QString& concatPath,
-                              const QString& output) {
+                              const QString& piecesDir, const QString& output) {
     ExtractionPlan plan;
     if (sources.size() == 1) {
-        plan.args << QStringLiteral("-y") << QStringLiteral("-i") << sources.front().path;
-        plan.args << pcmOutputArgs(output);
+        QStringList args{QStringLiteral("-y"), QStringLiteral("-i"), sources.front().path};
+        plan.runs << args + pcmOutputArgs(output);
         return plan;
     }
 
@@ -141,44 +198,31 @@ ExtractionPlan planExtraction(const QList<SourceAudio>& sources, const QString& 
     // The concat reader is right for readable files of one layout. With no sound anywhere it
     // fails, as extraction is meant to.
     if (sources.isEmpty() || !anyAudio || (allReadable && oneLayout)) {
-        plan.args << QStringLiteral("-y") << QStringLiteral("-f") << QStringLiteral("concat")
-                  << QStringLiteral("-safe") << QStringLiteral("0") << QStringLiteral("-i") << concatPath;
-        plan.args << pcmOutputArgs(output);
+        plan.runs << concatReaderRun(concatPath, output);
         return plan;
     }
 
     plan.perFileAudio = true;
-    plan.args << QStringLiteral("-y");
-    QStringList filters;
-    QString joined;
-    int inputs = 0;
-    int parts = 0;
+    QList<const SourceAudio*> parts;
     for (const SourceAudio& s : sources) {
         // A file ffprobe cannot open (already reported by probing) has no length on the clock;
         // the concat reader would stop at it and drop every file after it.
-        if (!s.readable)
-            continue;
-        const QString label = QStringLiteral("[s%1]").arg(parts);
-        const QString length = formatDouble(s.duration);
-        if (s.audioStream >= 0) {
-            plan.args << QStringLiteral("-i") << s.path;
-            // Padded to the container's length so the next file starts where the clock says.
-            const QString pad =
-                s.duration > 0 ? QStringLiteral("apad=whole_dur=%1").arg(length) : QStringLiteral("anull");
-            filters << QStringLiteral("[%1:a:%2]%3%4").arg(inputs).arg(s.audioStream).arg(pad, label);
-            ++inputs;
-        } else if (s.duration > 0) {
-            filters << QStringLiteral("anullsrc=r=16000:cl=mono,atrim=duration=%1%2").arg(length, label);
-        } else {
-            continue;
-        }
-        joined += label;
-        ++parts;
+        if (s.readable && (s.audioStream >= 0 || s.duration > 0))
+            parts << &s;
     }
-    filters << QStringLiteral("%1concat=n=%2:v=0:a=1[out]").arg(joined).arg(parts);
-    plan.args << QStringLiteral("-filter_complex") << filters.join(QLatin1Char(';')) << QStringLiteral("-map")
-              << QStringLiteral("[out]");
-    plan.args << pcmOutputArgs(output);
+    if (parts.size() <= kInputsPerRun) {
+        plan.runs << partsRun(parts, output);
+        return plan;
+    }
+    // Named relative to their list, the pieces need no quoting wherever the cache folder lies.
+    QStringList pieces;
+    for (qsizetype first = 0; first < parts.size(); first += kInputsPerRun) {
+        const QString name = QStringLiteral("piece_%1.wav").arg(pieces.size());
+        plan.runs << partsRun(parts.mid(first, kInputsPerRun), piecesDir + QLatin1Char('/') + name);
+        pieces << QStringLiteral("file '%1'").arg(name);
+    }
+    plan.piecesList = pieces.join(QLatin1Char('\n'));
+    plan.runs << concatReaderRun(piecesListPath(piecesDir), output);
     return plan;
 }
 
@@ -202,10 +246,20 @@ QCoro::Task<std::optional<QString>> extractAudio(LocalPipeline& pipeline, QStrin
         for (const QString& path : ordered)
             sources << sourceAudioFromProbe(path, co_await ffprobeJson(pipeline.tools(), path));
     }
-    const ExtractionPlan plan = planExtraction(sources, concatPath, partial);
+    // Private to this run and gone when it ends, whichever way.
+    const QTemporaryDir pieces(media::workDir(paths) + QStringLiteral("/extraction-XXXXXX"));
+    const ExtractionPlan plan = planExtraction(sources, concatPath, pieces.path(), partial);
     if (ordered.size() != 1 && !writeFileAtomically(concatPath, plan.concatList.toUtf8()))
         co_return std::nullopt;
-    const bool ok = co_await pipeline.tools().runProcess(pipeline.toolPaths().ffmpeg, plan.args);
+    if (!plan.piecesList.isEmpty() &&
+        (!pieces.isValid() || !writeFileAtomically(piecesListPath(pieces.path()), plan.piecesList.toUtf8())))
+        co_return std::nullopt;
+    bool ok = true;
+    for (const QStringList& args : plan.runs) {
+        ok = co_await pipeline.tools().runProcess(pipeline.toolPaths().ffmpeg, args);
+        if (!ok)
+            break;
+    }
     std::error_code error;
     if (ok)
         std::filesystem::rename(QFile::encodeName(partial).toStdString(),

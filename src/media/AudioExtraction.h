@@ -37,19 +37,26 @@ struct SourceAudio {
 };
 SourceAudio sourceAudioFromProbe(const QString& path, const std::optional<Json>& probe);
 
+// Files taken one by one go to ffmpeg at most this many to a run: a run holds all its inputs open
+// at once, and a process may open only so many files (256 by default for a macOS app, often 1024
+// on Linux), whatever the number of clips on the timeline.
+constexpr int kInputsPerRun = 32;
+
 struct ExtractionPlan {
-    QStringList args;   // ffmpeg's arguments
-    QString concatList; // the text of concat.txt ("" for one file)
+    QList<QStringList> runs; // ffmpeg's arguments, run after run; the last one writes the output
+    QString concatList;      // the text of concat.txt ("" for one file)
+    QString piecesList;      // the text of pieces.txt in the pieces folder ("" for one run)
     bool perFileAudio = false;
 };
 
 // One file, or several of one stream layout: the plain arguments (ffmpeg's concat reader).
 // Several files of different layouts, or with one ffprobe cannot read: each readable file's own
 // audio stream, padded to its length, or silence as long as a file without audio, joined in a
-// filter graph. The concat reader would map streams by position and decode a camera file's video
-// as sound, and it stops at the first file it cannot open.
+// filter graph, a batch of files at a time into pieces in `piecesDir`, which a last run joins.
+// The concat reader would map streams by position and decode a camera file's video as sound,
+// and it stops at the first file it cannot open.
 ExtractionPlan planExtraction(const QList<SourceAudio>& sources, const QString& concatPath,
-                              const QString& output);
+                              const QString& piecesDir, const QString& output);
 
 QCoro::Task<std::optional<QString>> extractAudio(LocalPipeline& pipeline, QStringList mediaPaths);
 

@@ -1,6 +1,10 @@
 // Extracting one WAV of the timeline's files with the real ffmpeg, and cutting it into chunks.
 #include "MediaFixtures.h"
 
+#include "core/Text.h"
+
+#include <sys/resource.h>
+
 using namespace ondrel;
 using namespace ondrel::test;
 
@@ -70,6 +74,81 @@ TEST_F(Extraction, FilesWithoutSoundKeepTheirPlaceAndUnreadableOnesCostOnlyTheir
         EXPECT_FALSE(extract(bad)) << bad.join(", ").toStdString();
     EXPECT_EQ(readFile(cache("extracted_audio.wav")), "the last good extraction");
     EXPECT_EQ(QDir(home.paths().cacheDir).entryList({"*.wav"}), QStringList{"extracted_audio.wav"});
+}
+
+// The soft limit on open files, lowered for one scope; ffmpeg's children inherit it.
+class OpenFilesLimit {
+public:
+    explicit OpenFilesLimit(rlim_t soft) {
+        getrlimit(RLIMIT_NOFILE, &m_saved);
+        rlimit lowered = m_saved;
+        lowered.rlim_cur = soft;
+        setrlimit(RLIMIT_NOFILE, &lowered);
+    }
+    ~OpenFilesLimit() { setrlimit(RLIMIT_NOFILE, &m_saved); }
+
+private:
+    rlimit m_saved{};
+};
+
+TEST_F(Extraction, ManyClipsOfMixedLayoutsStayUnderTheOpenFilesLimitAndKeepEachFilesOwnAudio) {
+    // Noise in three formats, of lengths that are no whole number of output samples: a resampler
+    // that ran across two files, or a piece cut short or out of order, changes the samples.
+    const struct {
+        int rate, channels;
+        const char* codec;
+    } kinds[] = {{48000, 2, "pcm_s24le"}, {44100, 1, "pcm_s16le"}, {16000, 1, "pcm_s16le"}};
+    QStringList graph, outputs, sources;
+    for (int i = 0; i < 56; ++i) {
+        const auto& kind = kinds[i % 3];
+        graph << QStringLiteral("anoisesrc=r=%1:a=0.3:seed=%2:d=%3[n%2]")
+                     .arg(kind.rate)
+                     .arg(i + 1)
+                     .arg(0.05 + 0.0013 * i);
+        sources << media + QStringLiteral("/clip_%1.wav").arg(i, 3, 10, QLatin1Char('0'));
+        outputs << "-map" << QStringLiteral("[n%1]").arg(i + 1) << "-ac" << QString::number(kind.channels)
+                << "-c:a" << kind.codec << sources.back();
+    }
+    ASSERT_TRUE(ffmpeg(QStringList{"-filter_complex", graph.join(';')} + outputs));
+    // The camera file sorts right after clip_030, the silent one after clip_045.
+    const QString camera = media + "/clip_030b.mov", silent = media + "/clip_045b.mp4";
+    ASSERT_TRUE(makeCameraMov(camera, 1.0, 1000, "01:00:00:00"));
+    ASSERT_TRUE(makeSilentVideo(silent, 0.4));
+    sources << camera << silent;
+    const QStringList ordered = sortedPaths(sources);
+
+    std::optional<QString> out;
+    {
+        const OpenFilesLimit limit(48);
+        QCoro::waitFor(probeAllMedia(*pipeline, sources));
+        out = extract(sources);
+    }
+    ASSERT_TRUE(out) << "ffmpeg opened more files than it may";
+
+    // Each file converted on its own, padded to its length on the clock.
+    QStringList convert;
+    for (const QString& path : ordered)
+        convert << "-i" << path;
+    for (int i = 0; i < ordered.size(); ++i)
+        if (ordered[i] != silent)
+            convert << "-map" << QStringLiteral("%1:a").arg(i)
+                    << QStringList{"-ac", "1", "-ar", "16000", "-c:a", "pcm_s16le", ordered[i] + ".ref.wav"};
+    ASSERT_TRUE(ffmpeg(convert));
+    std::vector<qint16> expected;
+    for (const QString& path : ordered) {
+        auto own = path == silent ? std::vector<qint16>() : readPcm16(path + ".ref.wav");
+        const auto length =
+            size_t(std::lround(pipeline->probeResults()[QFileInfo(path).fileName()].duration * 16000));
+        own.resize(std::max(own.size(), length));
+        expected.insert(expected.end(), own.begin(), own.end());
+    }
+    const auto pcm = readPcm16(*out);
+    ASSERT_EQ(pcm.size(), expected.size());
+    const auto diff = std::mismatch(pcm.begin(), pcm.end(), expected.begin());
+    EXPECT_TRUE(diff.first == pcm.end())
+        << "first difference at " << (diff.first - pcm.begin()) / 16000.0 << " s";
+    EXPECT_EQ(QDir(home.paths().cacheDir).entryList(QDir::Dirs | QDir::NoDotAndDotDot), QStringList{})
+        << "the pieces are left behind";
 }
 
 TEST_F(Extraction, ChunksOfFiveMinutesAndNoneLeftFromTheRunBefore) {
