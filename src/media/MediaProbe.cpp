@@ -90,10 +90,9 @@ QString formatDuration(double seconds) {
 }
 
 std::optional<ProbeResult> probeResultFromJson(const Json& probe, const QString& path) {
+    // ffprobe prints an empty object for a file it cannot open (missing, empty, not media): a file
+    // of no length, which extraction then leaves out.
     if (!probe.is_object())
-        return std::nullopt;
-    // ffprobe prints an empty object for a file it cannot open (missing, empty, not media).
-    if (!probe.contains("format") && !probe.contains("streams"))
         return std::nullopt;
     ProbeResult r;
     r.path = path;

@@ -21,7 +21,8 @@ QString secondsToTimecode(double seconds, double fps);
 // Whole seconds as "m:ss"; minutes are never carried into hours ("62:05").
 QString formatDuration(double seconds);
 
-// What ffprobe's JSON (-show_format -show_streams) says of one file; absent unless an object.
+// What ffprobe's JSON (-show_format -show_streams) says of one file; absent unless an object. An
+// empty object, ffprobe's answer for a file it cannot open, is a file of no length.
 std::optional<ProbeResult> probeResultFromJson(const Json& probe, const QString& path);
 
 // ffprobe's JSON for a file; absent when the output does not parse as an object.

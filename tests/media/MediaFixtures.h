@@ -100,15 +100,18 @@ inline double toneShare(std::span<const qint16> w, double hz) {
 }
 
 // Only the media steps; with a speech-to-text service at `openaiBaseUrl` and kKey.
+inline std::shared_ptr<LocalPipeline> mediaPipeline(const PipelineEnvironment& env) {
+    auto pipeline = LocalPipeline::create(env);
+    pipeline->steps() = StepOperations::absent();
+    installMediaSteps(pipeline->steps());
+    return pipeline;
+}
 inline std::shared_ptr<LocalPipeline> mediaPipeline(const TestHome& home, const QString& openaiBaseUrl = {},
                                                     const Clock* clock = nullptr) {
     PipelineEnvironment env = home.pipelineEnvironment(clock);
     env.endpoints.openaiHost = openaiBaseUrl;
     env.env.insert(QStringLiteral("OPENAI_API_KEY"), kKey);
-    auto pipeline = LocalPipeline::create(env);
-    pipeline->steps() = StepOperations::absent();
-    installMediaSteps(pipeline->steps());
-    return pipeline;
+    return mediaPipeline(env);
 }
 
 // A running fake Resolve whose timeline `name` holds the files one after another: pictures on a

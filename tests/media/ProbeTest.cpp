@@ -34,13 +34,14 @@ TEST(ProbeJson, ReadsEveryField) {
                         {"codec_type":"video","r_frame_rate":"24"},{"codec_type":"video","r_frame_rate":"1/0"},
                         {"codec_type":"audio","sample_rate":"48 kHz","channels":2.5,"bits_per_sample":"24"}]})",
          {"/m/A001.mov", "A001.mov", 0, {}, {}, {}, 25, {}, true, true, {}, {}}},
+        // What ffprobe prints for a file it cannot open: a file of no length.
+        {"{}", {"/m/A001.mov", "A001.mov", 0, {}, {}, {}, {}, {}, false, false, {}, {}}},
     };
     for (const auto& c : cases) {
         const auto r = probeResultFromJson(*parseJson(c.json), "/m/A001.mov");
         EXPECT_EQ(r, c.expected) << c.json;
     }
-    EXPECT_FALSE(probeResultFromJson(Json::object(), "/a.wav"))
-        << "what ffprobe prints for a file it cannot open";
+    EXPECT_FALSE(probeResultFromJson(Json::array(), "/a.wav"));
 }
 
 using ProbeFiles = MediaTest;
@@ -62,16 +63,17 @@ TEST_F(ProbeFiles, EachFileCostsOneLineAndTheCacheWritesAllTwelveKeys) {
                                        {"📋 Probing 8 source files...", "muted"},
                                        {"  a.wav: 0:01, TC: none, 44100Hz", "dim"},
                                        {"  a.wav: 0:02, TC: 01:00:00:00, 48000Hz", "dim"},
-                                       {"  ⚠ Failed to probe missing.wav", "accent"},
+                                       {"  missing.wav: 0:00, TC: none, unknown", "dim"},
                                        {"  b.mov: 0:01, TC: 01:00:00;12, 48000Hz", "dim"},
-                                       {"  ⚠ Failed to probe empty.wav", "accent"},
+                                       {"  empty.wav: 0:00, TC: none, unknown", "dim"},
                                        {"  c.mp4: 0:01, TC: none, unknown", "dim"},
-                                       {"  ⚠ Failed to probe notes.wav", "accent"},
-                                       {"  ⚠ Failed to probe media", "accent"},
-                                       {"✓ Probed 3 files", "green"},
+                                       {"  notes.wav: 0:00, TC: none, unknown", "dim"},
+                                       {"  media: 0:00, TC: none, unknown", "dim"},
+                                       {"✓ Probed 7 files", "green"},
                                    }));
     const auto r = pipeline->probeResults();
-    ASSERT_EQ(r.keys(), (QStringList{"a.wav", "b.mov", "c.mp4"}));
+    ASSERT_EQ(r.keys(),
+              (QStringList{"a.wav", "b.mov", "c.mp4", "empty.wav", "media", "missing.wav", "notes.wav"}));
     EXPECT_EQ(std::tuple(r["a.wav"].path, r["a.wav"].startTimecodeSeconds, r["b.mov"].startTimecodeSeconds),
               std::tuple(wav, 3600.0, 3600.5));
     EXPECT_NEAR(r["b.mov"].fps.value_or(0), 29.97, 0.001);
@@ -84,8 +86,13 @@ TEST_F(ProbeFiles, EachFileCostsOneLineAndTheCacheWritesAllTwelveKeys) {
          {"bitDepth", "channels", "codec", "sampleRate", "startTimecode", "startTimecodeSeconds"})
         EXPECT_TRUE(video[key].is_null()) << key;
 
-    // A later run that reads nothing leaves the cache as it was.
-    QCoro::waitFor(probeAllMedia(*mediaPipeline(home), {media + "/gone.wav"}));
+    // Only no answer at all fails a probe; a later run that reads nothing leaves the cache as it was.
+    PipelineEnvironment env = home.pipelineEnvironment();
+    env.tools.ffprobe = home.path() + "/no-ffprobe";
+    const auto later = mediaPipeline(env);
+    QCoro::waitFor(probeAllMedia(*later, {media + "/gone.wav"}));
+    EXPECT_EQ(logLines(*later), (QList<LogLine>{{"📋 Probing 1 source file...", "muted"},
+                                                {"  ⚠ Failed to probe gone.wav", "accent"}}));
     EXPECT_EQ(readFile(cache("probe_results.json")), bytes);
 }
 
