@@ -243,8 +243,15 @@ QCoro::Task<std::optional<QString>> extractAudio(LocalPipeline& pipeline, QStrin
         only.path = ordered.front();
         sources << only;
     } else {
-        for (const QString& path : ordered)
-            sources << sourceAudioFromProbe(path, co_await ffprobeJson(pipeline.tools(), path));
+        for (const QString& path : ordered) {
+            // Probing has measured the files already; only one it got no answer for is asked again.
+            std::optional<Json> probe;
+            if (const Json* known = pipeline.probeOutput(path))
+                probe = *known;
+            else
+                probe = co_await ffprobeJson(pipeline.tools(), path);
+            sources << sourceAudioFromProbe(path, probe);
+        }
     }
     // Private to this run and gone when it ends, whichever way.
     const QTemporaryDir pieces(media::workDir(paths) + QStringLiteral("/extraction-XXXXXX"));

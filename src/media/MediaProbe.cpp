@@ -199,6 +199,7 @@ QCoro::Task<std::optional<ProbeResult>> probeMediaFile(LocalPipeline& pipeline, 
 
 QCoro::Task<void> probeAllMedia(LocalPipeline& pipeline, QStringList paths) {
     pipeline.setProbeResults({});
+    pipeline.clearProbeOutputs();
     const qsizetype n = paths.size();
     pipeline.log(QStringLiteral("📋 Probing %1 source file%2...").arg(n).arg(plural(n)),
                  QStringLiteral("muted"));
@@ -208,7 +209,11 @@ QCoro::Task<void> probeAllMedia(LocalPipeline& pipeline, QStringList paths) {
             co_return;
         pipeline.setProgress(0.02 + 0.03 * double(i) / double(n));
         const QString path = paths[i];
-        const std::optional<ProbeResult> r = co_await probeMediaFile(pipeline, path);
+        const std::optional<Json> json = co_await ffprobeJson(pipeline.tools(), path);
+        // By full path: cameras repeat file names across cards, and extraction needs each one's own.
+        if (json)
+            pipeline.rememberProbeOutput(path, *json);
+        const std::optional<ProbeResult> r = json ? probeResultFromJson(*json, path) : std::nullopt;
         if (r) {
             probes.insert(r->filename, *r);
             pipeline.setProbeResults(probes);

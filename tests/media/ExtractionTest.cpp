@@ -76,6 +76,33 @@ TEST_F(Extraction, FilesWithoutSoundKeepTheirPlaceAndUnreadableOnesCostOnlyTheir
     EXPECT_EQ(QDir(home.paths().cacheDir).entryList({"*.wav"}), QStringList{"extracted_audio.wav"});
 }
 
+TEST_F(Extraction, ReusesEachFilesProbeByItsFullPath) {
+    // Every card of a camera starts again at C0001; the second card's clip is the longer. The WAV
+    // makes the layouts mixed, so each file's own length places the next.
+    const QString wav = media + "/A001.wav", a = media + "/cardA/C0001.MOV", b = media + "/cardB/C0001.MOV";
+    QDir().mkpath(media + "/cardA");
+    QDir().mkpath(media + "/cardB");
+    ASSERT_TRUE(makeToneWav(wav, 1.0, 440));
+    ASSERT_TRUE(makeCameraMov(a, 1.0, 500, "01:00:00:00"));
+    ASSERT_TRUE(makeCameraMov(b, 3.0, 1000, "02:00:00:00"));
+    const QString runs = home.path() + "/ffprobe_runs.txt", wrapper = home.path() + "/ffprobe";
+    ASSERT_TRUE(writeFile(wrapper,
+                          QStringLiteral("#!/bin/sh\nfor last; do :; done\nprintf '%s\\n' \"$last\" >> '%1'\n"
+                                         "exec '%2' \"$@\"\n")
+                              .arg(runs, ToolPaths::platformDefault().ffprobe)
+                              .toUtf8()));
+    QFile::setPermissions(wrapper, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    PipelineEnvironment env = home.pipelineEnvironment();
+    env.tools.ffprobe = wrapper;
+    const auto counted = mediaPipeline(env);
+
+    QCoro::waitFor(probeAllMedia(*counted, {wav, a, b}));
+    const auto out = QCoro::waitFor(extractAudio(*counted, {b, a, wav}));
+    ASSERT_TRUE(out);
+    EXPECT_EQ(QString::fromUtf8(readFile(runs)).split('\n', Qt::SkipEmptyParts), (QStringList{wav, a, b}));
+    EXPECT_NEAR(readPcm16(*out).size() / 16000.0, 1.0 + mediaDuration(a) + mediaDuration(b), 0.1);
+}
+
 // The soft limit on open files, lowered for one scope; ffmpeg's children inherit it.
 class OpenFilesLimit {
 public:
