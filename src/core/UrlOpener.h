@@ -1,0 +1,26 @@
+#pragma once
+// Hands a URL to the desktop (the browser, the file viewer). One process-wide opener that the
+// application may replace; tests put a recording one in its place.
+
+#include <QString>
+#include <QUrl>
+
+namespace ondrel {
+
+class UrlOpener {
+public:
+    virtual ~UrlOpener() = default;
+
+    virtual void openUrl(const QUrl& url) = 0;
+    // Opens the folder that holds the file (a folder opens itself); a desktop with a richer
+    // file viewer may select the file instead.
+    virtual void showInFileViewer(const QString& path);
+
+    // The opener in force: the one set last, or the built-in one that starts the platform's
+    // opener program detached.
+    static UrlOpener* system();
+    // Not owned; nullptr brings the built-in one back.
+    static void setDefault(UrlOpener* opener);
+};
+
+} // namespace ondrel
