@@ -17,7 +17,9 @@ bool writeFileAtomically(const QString& path, const QByteArray& bytes, QString* 
     };
     if (!file.open(QIODevice::WriteOnly))
         return fail(file.errorString());
-    if (file.write(bytes) != bytes.size())
+    // QSaveFile buffers: a short write may show only at the flush, and commit() would rename the
+    // cut-off file into place.
+    if (file.write(bytes) != bytes.size() || !file.flush())
         return fail(file.errorString());
     if (!file.commit())
         return fail(file.errorString());

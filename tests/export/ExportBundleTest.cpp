@@ -123,8 +123,9 @@ TEST(SaveExports, WritesFourFilesOverAnEarlierRunAndSkipsOneThatCannotBeMade) {
     r.structure.totalDuration = r.estimatedDuration = 59.5;
     r.subtitles = {{0, 2, "hello"}};
 
+    // The name becomes one folder inside the exports; the brief keeps the real name.
     const QString dir = save("Show/Day 1", r);
-    EXPECT_EQ(dir, home.paths().exportsDir + "/Show/Day 1");
+    EXPECT_EQ(dir, home.paths().exportsDir + "/%Show%2FDay 1");
     EXPECT_EQ(QString::fromUtf8(test::readFile(dir + "/transcript.txt")),
               "# Full Transcript\n\n[0:00]  Hola a todos\n[62:05] fin \n");
     const QString date = QLocale::system().toString(clock.now(), QLocale::ShortFormat);
