@@ -44,6 +44,8 @@ public:
     void respondJson(const QByteArray& path, int status, const QByteArray& body) {
         enqueue(path, {status, body});
     }
+    // From now on the path answers this, whatever was queued.
+    void answerAlways(const QByteArray& path, ScriptedResponse response) { m_routes[path] = {std::move(response)}; }
 
     const QList<RecordedRequest>& requests() const { return m_requests; }
     QList<RecordedRequest> requestsTo(const QByteArray& path) const;
