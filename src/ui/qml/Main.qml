@@ -1,32 +1,23 @@
 import QtQuick
 import QtQuick.Controls
-import QtQuick.Layouts
+import QtQuick.Window
+import Ondrel.Ui
 
+// The one window: dark whatever the desktop's appearance; closing it quits the application.
 ApplicationWindow {
     id: window
     visible: true
-    width: 960
-    height: 680
-    minimumWidth: 800
+    width: 1100
+    height: 750
+    minimumWidth: 900
     minimumHeight: 600
-    title: "Ondrel Manager"
-    color: "#0d0b12"
+    x: Math.max(0, (Screen.width - width) / 2)
+    y: Math.max(0, (Screen.height - height) / 2)
+    title: "Ondrel"
+    color: Qt.rgba(0.047, 0.047, 0.055, 1)
+    font.family: Theme.fontFamily
 
-    ColumnLayout {
-        anchors.centerIn: parent
-        spacing: 12
-        Label {
-            Layout.alignment: Qt.AlignHCenter
-            text: "Ondrel Manager"
-            color: "#f2ecff"
-            font.pixelSize: 28
-            font.bold: true
-        }
-        Label {
-            Layout.alignment: Qt.AlignHCenter
-            text: "Mine your interviews for a story"
-            color: "#9a91ad"
-            font.pixelSize: 14
-        }
+    ContentView {
+        anchors.fill: parent
     }
 }

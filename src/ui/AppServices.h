@@ -1,0 +1,50 @@
+#pragma once
+// What the screens reach outside themselves: the account, the plugin updater and installer, and
+// the desktop's URL opener. The application uses the shared instances; tests and the screen
+// renderer install their own before the first screen is made.
+
+#include "core/UrlOpener.h"
+#include "service/AuthManager.h"
+#include "service/PluginManager.h"
+#include "service/UpdateManager.h"
+
+#include <QObject>
+#include <QPointer>
+#include <QtQml/qqmlregistration.h>
+
+class QQmlEngine;
+class QJSEngine;
+
+namespace ondrel {
+
+class AppServices : public QObject {
+    Q_OBJECT
+    QML_ELEMENT
+    QML_SINGLETON
+    Q_PROPERTY(ondrel::AuthManager* auth READ auth CONSTANT)
+    Q_PROPERTY(ondrel::UpdateManager* updates READ updates CONSTANT)
+    Q_PROPERTY(ondrel::PluginManager* plugins READ plugins CONSTANT)
+    Q_PROPERTY(QString version READ version CONSTANT)
+
+public:
+    struct Set {
+        AuthManager* auth = nullptr;       // not owned; nullptr: the shared instance
+        UpdateManager* updates = nullptr;
+        PluginManager* plugins = nullptr;
+    };
+    static void install(Set services);
+    static AppServices& instance();
+    static AppServices* create(QQmlEngine*, QJSEngine*);
+
+    AuthManager* auth() const;
+    UpdateManager* updates() const;
+    PluginManager* plugins() const;
+    static QString version();
+    static UrlOpener& opener() { return *UrlOpener::system(); }
+
+private:
+    AppServices() = default;
+    Set m_set;
+};
+
+} // namespace ondrel

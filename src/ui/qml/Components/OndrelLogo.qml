@@ -1,0 +1,4 @@
+import QtQuick
+
+// The product's mark.
+PixelPickaxe {}

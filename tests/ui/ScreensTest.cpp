@@ -1,0 +1,271 @@
+// The shell and account screens through their real QML, against a fake service: the gate, the
+// sidebar, both ways to sign in, the account's figures, updates and the plugin's confirmation.
+// Every QML file of the module also loads without a single warning.
+#include "service/AdminShell.h"
+#include "support/FakeHttpServer.h"
+#include "support/TestEnv.h"
+#include "ui/AccountModels.h"
+#include "ui/AppServices.h"
+#include "ui/UiPaths.h"
+
+#include <QDirIterator>
+#include <QQmlComponent>
+#include <QQmlEngine>
+#include <QQuickItem>
+#include <QQuickWindow>
+#include <QTest>
+#include <QtQml/qqmlextensionplugin.h>
+
+#include <QCoroTask>
+
+#include <gtest/gtest.h>
+
+#include <functional>
+
+Q_IMPORT_QML_PLUGIN(Ondrel_UiPlugin)
+
+using namespace ondrel;
+using namespace ondrel::test;
+
+namespace {
+
+QStringList g_warnings;
+
+void collectWarnings(QtMsgType type, const QMessageLogContext&, const QString& text) {
+    if (type != QtDebugMsg && type != QtInfoMsg)
+        g_warnings << text;
+}
+
+bool waitFor(const std::function<bool()>& done, int ms = 5000) {
+    QElapsedTimer t;
+    t.start();
+    while (!done() && t.elapsed() < ms)
+        QTest::qWait(10);
+    return done();
+}
+
+struct RecordingOpener : UrlOpener {
+    QList<QUrl> opened;
+    void openUrl(const QUrl& url) override { opened << url; }
+};
+
+// A fake service, the account objects on a temporary home and plugin folder, installed for the
+// screens, and a window to put a screen in.
+class Screens : public ::testing::Test {
+protected:
+    TestHome home;
+    FakeHttpServer service;
+    RecordingOpener opener;
+    std::unique_ptr<AuthManager> auth;
+    std::unique_ptr<UpdateManager> updates;
+    std::unique_ptr<PluginManager> plugins;
+    QQmlEngine engine;
+    QQuickWindow window;
+    std::unique_ptr<QObject> screen;
+    QString pluginDir = home.path() + "/Plugins/com.tarnwell.ondrel";
+
+    void SetUp() override {
+        g_warnings.clear();
+        qInstallMessageHandler(collectWarnings);
+        Endpoints endpoints;
+        endpoints.ondrelHost = service.baseUrl();
+        auth = std::make_unique<AuthManager>(home.paths().tokenFile, endpoints, &opener);
+        auto shell = std::make_shared<ProcessAdminShell>(ProcessAdminShell::Kind::plainShell);
+        UpdateManagerConfig config = UpdateManagerConfig::platformDefault();
+        config.endpoints = endpoints;
+        config.pluginPath = pluginDir;
+        config.shell = shell;
+        config.workFolder = home.path() + "/update";
+        updates = std::make_unique<UpdateManager>(config);
+        plugins = std::make_unique<PluginManager>(pluginDir, shell, QString());
+        AppServices::install({auth.get(), updates.get(), plugins.get()});
+        UrlOpener::setDefault(&opener);
+        prepareEngine(engine);
+        window.resize(1100, 750);
+        window.show();
+    }
+
+    void TearDown() override {
+        screen.reset();
+        AppServices::install({});
+        UrlOpener::setDefault(nullptr);
+        qInstallMessageHandler(nullptr);
+        EXPECT_TRUE(g_warnings.isEmpty()) << g_warnings.join('\n').toStdString();
+    }
+
+    QObject* show(const QString& file) {
+        QQmlComponent component(&engine, qmlFileUrl(file));
+        screen.reset(component.create());
+        EXPECT_TRUE(screen) << component.errorString().toStdString();
+        auto* item = qobject_cast<QQuickItem*>(screen.get());
+        item->setParentItem(window.contentItem());
+        item->setSize(window.size());
+        QTest::qWait(50);
+        return screen.get();
+    }
+
+    // The visible item of that name in the scene (Loaders keep the pages not shown out of it).
+    QQuickItem* find(const QString& name) const { return findIn(window.contentItem(), name); }
+    static QQuickItem* findIn(QQuickItem* item, const QString& name) {
+        if (!item->isVisible())
+            return nullptr;
+        if (item->objectName() == name)
+            return item;
+        for (QQuickItem* child : item->childItems())
+            if (QQuickItem* found = findIn(child, name))
+                return found;
+        return nullptr;
+    }
+
+    void click(const QString& name) {
+        QQuickItem* item = find(name);
+        ASSERT_TRUE(item) << name.toStdString();
+        ASSERT_TRUE(item->isEnabled()) << name.toStdString();
+        const QPointF centre = item->mapToScene(QPointF(item->width() / 2, item->height() / 2));
+        QTest::mouseClick(&window, Qt::LeftButton, {}, centre.toPoint());
+        QTest::qWait(20);
+    }
+
+    QString text(const QString& name) const {
+        QQuickItem* item = find(name);
+        return item ? item->property("text").toString() : QStringLiteral("<no %1>").arg(name);
+    }
+
+    void signIn(const QByteArray& user) {
+        service.answerAlways("/api/v1/me", {200, user});
+        QCoro::waitFor(auth->signInWithToken("tok"));
+        ASSERT_TRUE(auth->isSignedIn());
+    }
+};
+
+const QByteArray kMaya =
+    R"({"id":"1","name":"maya","email":"maya@example.com","credits":42,"plan":"Studio Monthly"})";
+
+} // namespace
+
+TEST_F(Screens, EveryQmlFileLoadsWithoutAWarning) {
+    ShellModel shell;
+    int files = 0;
+    for (QDirIterator it(":/Ondrel/Ui", {"*.qml"}, QDir::Files, QDirIterator::Subdirectories); it.hasNext();) {
+        const QString path = it.next().mid(QStringLiteral(":/Ondrel/Ui/").size());
+        SCOPED_TRACE(path.toStdString());
+        QQmlComponent component(&engine, qmlFileUrl(path));
+        std::unique_ptr<QObject> object(
+            component.createWithInitialProperties({{"shell", QVariant::fromValue(&shell)}}));
+        ASSERT_TRUE(object) << component.errorString().toStdString();
+        if (auto* item = qobject_cast<QQuickItem*>(object.get()))
+            item->setParentItem(window.contentItem());
+        QTest::qWait(30);
+        ++files;
+    }
+    EXPECT_GT(files, 20);
+}
+
+TEST_F(Screens, SignInByTokenOrBrowserThenTheGateAndTheTabs) {
+    show("Shell/ContentView.qml");
+    ASSERT_TRUE(find("signInWithGoogle"));
+    EXPECT_FALSE(find("mainFrame"));
+
+    // A blank token is sent and refused by the account; an empty field cannot be sent at all.
+    click("signInWithToken");
+    waitFor([&] { return find("tokenField") != nullptr; });
+    QQuickItem* field = find("tokenField");
+    ASSERT_TRUE(field);
+    EXPECT_FALSE(find("submitToken")->isEnabled());
+    field->forceActiveFocus();
+    for (int i = 0; i < 3; ++i)
+        QTest::keyClick(&window, Qt::Key_Space);
+    click("submitToken");
+    EXPECT_TRUE(waitFor([&] { return text("signInError") == "Please enter a valid token"; }));
+
+    // The browser: the sign-in page opens and the screen waits; cancelling the wait does not stop a
+    // callback that still comes.
+    click("signInWithGoogle");
+    ASSERT_EQ(opener.opened.size(), 1);
+    EXPECT_EQ(opener.opened[0].path(), "/plugin-auth");
+    EXPECT_TRUE(find("cancelWaiting"));
+    click("cancelWaiting");
+    EXPECT_TRUE(find("signInWithGoogle"));
+    service.answerAlways("/api/v1/me", {200, kMaya});
+    QCoro::waitFor(auth->handleCallback("ondrel-manager://callback?token=from-browser"));
+    ASSERT_TRUE(waitFor([&] { return find("mainFrame") != nullptr; }));
+
+    // The Mine tab first; the sidebar moves between tabs, and a tab without a screen shows nothing.
+    auto* shell = screen->findChild<ShellModel*>();
+    EXPECT_EQ(shell->selectedTab(), 1);
+    click("sidebarAccount");
+    EXPECT_EQ(text("userName"), "maya");
+    EXPECT_EQ(text("credits"), "42");
+    shell->setSelectedTab(7);
+    QTest::qWait(20);
+    EXPECT_EQ(find("tabContent")->property("item").value<QObject*>(), nullptr);
+    EXPECT_TRUE(find("sidebarMine"));
+
+    // Signing out drops the main frame at once; the tab is kept for the next sign-in.
+    shell->setSelectedTab(0);
+    QTest::qWait(20);
+    click("signOut");
+    EXPECT_FALSE(find("mainFrame"));
+    EXPECT_TRUE(find("signInWithGoogle"));
+    signIn(kMaya);
+    EXPECT_TRUE(waitFor([&] { return find("userName") != nullptr; }));
+}
+
+TEST_F(Screens, AccountFiguresAndThePlanBadge) {
+    struct Case {
+        const char* plan;
+        QString shown;
+        QString badge;
+    } cases[] = {{"Studio Monthly", "Studio Monthly", "PRO"}, {"Post House", "Post House", "PRO"},
+                 {"PROfessional", "PROfessional", "PRO"},     {"Basic", "Basic", "FREE"},
+                 {"", "Free", "FREE"}};
+    signIn(kMaya);
+    show("Account/DashboardView.qml");
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.plan);
+        service.answerAlways("/api/v1/me",
+                             {200, QByteArray(R"({"id":"1","name":"","email":"e","credits":7,"plan":")") + c.plan + "\"}"});
+        click("refreshAccount");
+        EXPECT_TRUE(waitFor([&] { return text("planText") == c.shown; }));
+        EXPECT_EQ(find("planBadge")->property("text").toString(), c.badge);
+        EXPECT_EQ(text("userName"), "User");
+    }
+}
+
+TEST_F(Screens, UpdatesReadTheCheckAsItGoes) {
+    service.enqueue("/api/v1/version", ScriptedResponse{200, R"({"version":"0.2.0"})", "application/json", 300});
+    signIn(kMaya);
+    show("Account/UpdateView.qml");
+    // Checking at once, since no version is known yet.
+    EXPECT_EQ(text("latestVersion"), "...");
+    ASSERT_TRUE(waitFor([&] { return text("latestVersion") == "0.2.0"; }));
+    EXPECT_TRUE(find("downloadAndInstall"));
+    EXPECT_FALSE(find("checkForUpdates")) << "no check while an update is offered";
+
+    // A failed check with nothing known reads "—".
+    UpdateManagerConfig config = updates->config();
+    config.endpoints.ondrelHost = "http://127.0.0.1:9";
+    UpdateManager offline(config);
+    AppServices::install({auth.get(), &offline, plugins.get()});
+    show("Account/UpdateView.qml");
+    ASSERT_TRUE(waitFor([&] { return text("latestVersion") == "—"; }));
+    EXPECT_TRUE(find("checkForUpdates"));
+    AppServices::install({auth.get(), updates.get(), plugins.get()});
+    screen.reset();
+}
+
+TEST_F(Screens, UninstallingAsksFirst) {
+    QDir().mkpath(pluginDir);
+    writeFile(pluginDir + "/version.json", R"({"version":"0.1.0-beta"})");
+    show("Account/InstallView.qml");
+    EXPECT_EQ(text("installStatus"), "Installed");
+    click("uninstallPlugin");
+    ASSERT_TRUE(waitFor([&] { return find("dialogCancel") != nullptr; }));
+    click("dialogCancel");
+    EXPECT_TRUE(QFileInfo::exists(pluginDir));
+    click("uninstallPlugin");
+    ASSERT_TRUE(waitFor([&] { return find("dialogConfirm") != nullptr; }));
+    click("dialogConfirm");
+    EXPECT_TRUE(waitFor([&] { return text("installStatus") == "Not Installed"; }));
+    EXPECT_FALSE(QFileInfo::exists(pluginDir));
+}
