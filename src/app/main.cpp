@@ -1,13 +1,43 @@
 #include "service/Constants.h"
+#include "ui/AppServices.h"
+#include "ui/DesktopUrlOpener.h"
+#include "ui/SingleInstance.h"
 #include "ui/UiPaths.h"
 
 #include <QGuiApplication>
 #include <QQmlApplicationEngine>
 #include <QQuickStyle>
+#include <QQuickWindow>
 #include <QTimer>
+#include <QtQml/qqmlextensionplugin.h>
+
+#include <QCoroTask>
 
 #include <cstdio>
 #include <cstring>
+
+// The screens are a static QML module linked into the binary.
+Q_IMPORT_QML_PLUGIN(Ondrel_UiPlugin)
+
+namespace {
+
+// The sign-in page calls back with "ondrel-manager://callback?token=..." as the only argument.
+QString urlArgument(int argc, char* argv[]) {
+    for (int i = 1; i < argc; ++i) {
+        const QString arg = QString::fromLocal8Bit(argv[i]);
+        if (arg.contains(QLatin1String("://")))
+            return arg;
+    }
+    return {};
+}
+
+void signInFrom(const QString& url) {
+    [](QString text) -> QCoro::Task<> {
+        co_await ondrel::AppServices::instance().auth()->handleCallback(text);
+    }(url);
+}
+
+} // namespace
 
 int main(int argc, char* argv[]) {
     for (int i = 1; i < argc; ++i) {
@@ -17,23 +47,52 @@ int main(int argc, char* argv[]) {
         }
     }
 
+    // A second launch hands its URL (or a request to show the window) to the running one.
+    const QString url = urlArgument(argc, argv);
+    const QString socket = ondrel::SingleInstance::socketName();
+    if (ondrel::SingleInstance::handOff(socket, url))
+        return 0;
+
     QGuiApplication app(argc, argv);
     QGuiApplication::setApplicationName(QStringLiteral("OndrelManager"));
     QGuiApplication::setApplicationVersion(QLatin1String(ondrel::Constants::App::version));
+    QGuiApplication::setDesktopFileName(QStringLiteral("ondrel-manager"));
     QQuickStyle::setStyle(QStringLiteral("Basic"));
 
+    ondrel::SingleInstance instance;
+    if (!instance.listen(socket))
+        qWarning().noquote() << "Another launch will open a second window: the socket" << socket
+                             << "could not be made.";
+    ondrel::DesktopUrlOpener opener;
+    ondrel::UrlOpener::setDefault(&opener);
+
     QQmlApplicationEngine engine;
+    ondrel::prepareEngine(engine);
     QObject::connect(
         &engine, &QQmlApplicationEngine::objectCreationFailed, &app, [] { QCoreApplication::exit(1); },
         Qt::QueuedConnection);
     engine.load(ondrel::mainQmlUrl());
     if (engine.rootObjects().isEmpty())
         return 1;
+    auto* window = qobject_cast<QQuickWindow*>(engine.rootObjects().constFirst());
+
+    QObject::connect(&instance, &ondrel::SingleInstance::urlReceived, &app, &signInFrom);
+    QObject::connect(&instance, &ondrel::SingleInstance::raiseRequested, &app, [window] {
+        if (!window)
+            return;
+        window->show();
+        window->raise();
+        window->requestActivate();
+    });
+    if (!url.isEmpty())
+        signInFrom(url);
 
     // Lets a test (or a script) start the window and have it close by itself.
     const QByteArray quitAfter = qgetenv("ONDREL_QUIT_AFTER_MS");
     if (!quitAfter.isEmpty())
         QTimer::singleShot(quitAfter.toInt(), &app, &QCoreApplication::quit);
 
-    return app.exec();
+    const int code = app.exec();
+    ondrel::UrlOpener::setDefault(nullptr);
+    return code;
 }

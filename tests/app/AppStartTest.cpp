@@ -1,7 +1,14 @@
 // The executable itself: it starts, shows its window headless and quits cleanly.
+#include "support/FakeHttpServer.h"
 #include "support/TestEnv.h"
 
+#include <QElapsedTimer>
+#include <QEventLoop>
+#include <QLocalSocket>
 #include <QProcess>
+#include <QTimer>
+
+#include <functional>
 
 #include <gtest/gtest.h>
 
@@ -49,4 +56,61 @@ TEST(AppStart, WindowOpensOffscreenAndQuitsCleanly) {
     // A missing QML module only shows at run time, as a warning.
     EXPECT_FALSE(r.err.contains("is not installed")) << r.err.toStdString();
     EXPECT_FALSE(r.err.contains("qrc:/")) << r.err.toStdString();
+}
+
+namespace {
+
+bool waitUntil(const std::function<bool()>& done, int ms = 20000) {
+    QElapsedTimer t;
+    t.start();
+    while (!done() && t.elapsed() < ms) {
+        QEventLoop loop;
+        QTimer::singleShot(20, &loop, &QEventLoop::quit);
+        loop.exec();
+    }
+    return done();
+}
+
+} // namespace
+
+// The browser opens "ondrel-manager://callback?token=..." with a new process; it hands the URL to
+// the running application, which signs in, and exits.
+TEST(AppStart, ASecondLaunchHandsItsSignInToTheRunningOne) {
+    ondrel::test::TestHome home;
+    ondrel::test::FakeHttpServer service;
+    service.respondJson("/api/v1/me", 200,
+                        R"({"id":"1","name":"Maya","email":"m@example.com","credits":3,"plan":"Free"})");
+    QProcessEnvironment env = home.environment();
+    env.insert("QT_QPA_PLATFORM", "offscreen");
+    env.insert("QT_QUICK_BACKEND", "software");
+    env.insert("ONDREL_API_URL", service.baseUrl());
+    const QString socket = "ondrel-test-" + QString::number(QCoreApplication::applicationPid());
+    env.insert("ONDREL_INSTANCE_SOCKET", socket);
+
+    QProcess first;
+    first.setProcessEnvironment(env);
+    first.start(QStringLiteral(ONDREL_APP_BINARY), {});
+    ASSERT_TRUE(waitUntil([&] {
+        QLocalSocket probe;
+        probe.connectToServer(socket);
+        return probe.waitForConnected(100);
+    }));
+
+    auto launch = [&](const QStringList& args) {
+        QProcess second;
+        second.setProcessEnvironment(env);
+        second.start(QStringLiteral(ONDREL_APP_BINARY), args);
+        waitUntil([&] { return second.state() == QProcess::NotRunning; });
+        return second.exitStatus() == QProcess::NormalExit ? second.exitCode() : -1;
+    };
+    EXPECT_EQ(launch({"ondrel-manager://callback?token=T"}), 0);
+    const QString tokenFile = home.path() + "/.ondrel/token.json";
+    EXPECT_TRUE(waitUntil([&] { return ondrel::test::readFile(tokenFile).contains("\"T\""); }));
+    ASSERT_FALSE(service.requestsTo("/api/v1/me").isEmpty());
+    EXPECT_EQ(service.requestsTo("/api/v1/me").last().header("authorization"), "Bearer T");
+    EXPECT_EQ(launch({}), 0) << "a plain second launch only shows the running window";
+    EXPECT_EQ(first.state(), QProcess::Running);
+
+    first.terminate();
+    EXPECT_TRUE(waitUntil([&] { return first.state() == QProcess::NotRunning; }));
 }
