@@ -1,8 +1,11 @@
 // Times extraction and chunking on hours of generated interview-like audio against one plain
 // decode of the same input, and the chunking's seek before the input against the seek after it.
+// The same hours cut into 200 clips of two layouts show what extracting them in runs of
+// kInputsPerRun files costs against one run that holds every clip open.
 // Run: cmake --build <dir> --target media_bench && <dir>/bench/media/media_bench [hours...] [--dir D]
 // (default hours: 1 4; the sources, several GB for 4 h, go to a temporary folder unless --dir).
 // Each figure is the best of three rounds.
+#include "core/Text.h"
 #include "media/MediaSteps.h"
 
 #include <QCoreApplication>
@@ -60,6 +63,34 @@ bool makeHourOfInterview(const QString& path) {
                    "time_reference=172800000", path});
 }
 
+const int kClips = 200;
+
+// The input cut into kClips clips, every other one at 44.1 kHz stereo 16-bit, so that extraction
+// takes each file's own stream. One run per clip, seeking in the input: a single run with an
+// output per clip would resample the whole input for each of them.
+bool cutIntoClips(const QString& input, double seconds, const QString& dir, QStringList* clips) {
+    const double length = seconds / kClips;
+    for (int i = 0; i < kClips; ++i) {
+        *clips << dir + QStringLiteral("/clip_%1.wav").arg(i, 3, 10, QLatin1Char('0'));
+        QStringList args{"-ss", QString::number(i * length), "-t", QString::number(length), "-i", input};
+        args << (i % 2 ? QStringList{"-ar", "44100", "-ac", "2", "-c:a", "pcm_s16le"}
+                       : QStringList{"-c:a", "pcm_s24le"});
+        if (!ffmpeg(args << clips->back()))
+            return false;
+    }
+    return true;
+}
+
+bool sameBytes(const QString& a, const QString& b) {
+    QFile fa(a), fb(b);
+    if (!fa.open(QIODevice::ReadOnly) || !fb.open(QIODevice::ReadOnly) || fa.size() != fb.size())
+        return false;
+    while (!fa.atEnd())
+        if (fa.read(1 << 20) != fb.read(1 << 20))
+            return false;
+    return true;
+}
+
 bool repeat(const QString& hour, int times, const QString& out, const QString& listPath) {
     QStringList lines;
     for (int i = 0; i < times; ++i)
@@ -81,6 +112,9 @@ struct Row {
     double chunk;
     double chunkDocumented;
     bool identical;
+    double extractClips;
+    double extractClipsOneRun;
+    bool clipsIdentical;
 };
 
 } // namespace
@@ -113,7 +147,7 @@ int main(int argc, char** argv) {
 
     QList<Row> rows;
     for (const int h : hours) {
-        Row row{h, 0, 0, 0, 0, 0, 0, true};
+        Row row{h, 0, 0, 0, 0, 0, 0, true, 0, 0, false};
         const QString input = dir + QStringLiteral("/interview_%1h.wav").arg(h);
         if (!QFile::exists(input) && !repeat(hour, h, input, dir + "/repeat.txt"))
             return 1;
@@ -164,12 +198,33 @@ int main(int argc, char** argv) {
         row.extractMixed = seconds([&] { wav = QCoro::waitFor(extractAudio(pipeline, {first, second})); });
         QFile::remove(first);
         QFile::remove(second);
+
+        // Probed first, as a run does, so the figures are ffmpeg's alone.
+        const QString clipsDir = dir + QStringLiteral("/clips_%1h").arg(h);
+        QDir().mkpath(clipsDir);
+        QStringList clips;
+        if (!cutIntoClips(input, h * 3600.0, clipsDir, &clips))
+            return 1;
+        QCoro::waitFor(probeAllMedia(pipeline, clips));
+        row.extractClips = seconds([&] { wav = QCoro::waitFor(extractAudio(pipeline, clips)); });
+        if (!wav)
+            return 1;
+        QList<SourceAudio> sources;
+        for (const QString& clip : sortedPaths(clips))
+            sources << sourceAudioFromProbe(clip, *pipeline.probeOutput(clip));
+        const QString oneRunWav = clipsDir + "/one_run.wav";
+        const ExtractionPlan oneRun =
+            planExtraction(sources, clipsDir + "/concat.txt", clipsDir, oneRunWav, int(clips.size()));
+        row.extractClipsOneRun = seconds([&] { ffmpeg(oneRun.runs.front()); });
+        row.clipsIdentical = oneRun.runs.size() == 1 && sameBytes(*wav, oneRunWav);
+        QDir(clipsDir).removeRecursively();
         QDir(env.paths.home).removeRecursively();
         rows << row;
         std::printf(
             "  decode %.1f s, extract %.1f s, two-layout extract %.1f s, chunk %.1f s, documented chunk "
-            "%.1f s\n",
-            row.decode, row.extract, row.extractMixed, row.chunk, row.chunkDocumented);
+            "%.1f s, %d clips %.1f s, in one run %.1f s\n",
+            row.decode, row.extract, row.extractMixed, row.chunk, row.chunkDocumented, kClips,
+            row.extractClips, row.extractClipsOneRun);
         std::fflush(stdout);
     }
 
@@ -183,5 +238,14 @@ int main(int argc, char** argv) {
             r.hours, r.decode, r.extract, r.extract / r.decode, r.extractMixed,
             r.extractMixed / r.decodeMixed, r.chunk, r.chunk / r.decode, r.chunkDocumented,
             r.chunkDocumented / r.decode, r.identical ? "yes" : "NO");
+    std::printf(
+        "\n| audio | %d clips, runs of %d | ratio to plain decode | one run over every clip | ratio | same "
+        "bytes |\n",
+        kClips, kInputsPerRun);
+    std::printf("|---|---|---|---|---|---|\n");
+    for (const Row& r : rows)
+        std::printf("| %d h | %.1f s | %.2f | %.1f s | %.2f | %s |\n", r.hours, r.extractClips,
+                    r.extractClips / r.decode, r.extractClipsOneRun, r.extractClipsOneRun / r.decode,
+                    r.clipsIdentical ? "yes" : "NO");
     return 0;
 }

@@ -175,7 +175,7 @@ QStringList partsRun(const QList<const SourceAudio*>& parts, const QString& outp
 } // namespace
 
 ExtractionPlan planExtraction(const QList<SourceAudio>& sources, const QString& concatPath,
-                              const QString& piecesDir, const QString& output) {
+                              const QString& piecesDir, const QString& output, int inputsPerRun) {
     ExtractionPlan plan;
     if (sources.size() == 1) {
         QStringList args{QStringLiteral("-y"), QStringLiteral("-i"), sources.front().path};
@@ -210,15 +210,16 @@ ExtractionPlan planExtraction(const QList<SourceAudio>& sources, const QString& 
         if (s.readable && (s.audioStream >= 0 || s.duration > 0))
             parts << &s;
     }
-    if (parts.size() <= kInputsPerRun) {
+    inputsPerRun = std::max(inputsPerRun, 1);
+    if (parts.size() <= inputsPerRun) {
         plan.runs << partsRun(parts, output);
         return plan;
     }
     // Named relative to their list, the pieces need no quoting wherever the cache folder lies.
     QStringList pieces;
-    for (qsizetype first = 0; first < parts.size(); first += kInputsPerRun) {
+    for (qsizetype first = 0; first < parts.size(); first += inputsPerRun) {
         const QString name = QStringLiteral("piece_%1.wav").arg(pieces.size());
-        plan.runs << partsRun(parts.mid(first, kInputsPerRun), piecesDir + QLatin1Char('/') + name);
+        plan.runs << partsRun(parts.mid(first, inputsPerRun), piecesDir + QLatin1Char('/') + name);
         pieces << QStringLiteral("file '%1'").arg(name);
     }
     plan.piecesList = pieces.join(QLatin1Char('\n'));

@@ -52,11 +52,12 @@ struct ExtractionPlan {
 // One file, or several of one stream layout: the plain arguments (ffmpeg's concat reader).
 // Several files of different layouts, or with one ffprobe cannot read: each readable file's own
 // audio stream, padded to its length, or silence as long as a file without audio, joined in a
-// filter graph, a batch of files at a time into pieces in `piecesDir`, which a last run joins.
-// The concat reader would map streams by position and decode a camera file's video as sound,
-// and it stops at the first file it cannot open.
+// filter graph, `inputsPerRun` files at a time into pieces in `piecesDir`, which a last run
+// joins. The concat reader would map streams by position and decode a camera file's video as
+// sound, and it stops at the first file it cannot open.
 ExtractionPlan planExtraction(const QList<SourceAudio>& sources, const QString& concatPath,
-                              const QString& piecesDir, const QString& output);
+                              const QString& piecesDir, const QString& output,
+                              int inputsPerRun = kInputsPerRun);
 
 QCoro::Task<std::optional<QString>> extractAudio(LocalPipeline& pipeline, QStringList mediaPaths);
 
