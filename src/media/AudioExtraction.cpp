@@ -205,8 +205,8 @@ ExtractionPlan planExtraction(const QList<SourceAudio>& sources, const QString& 
     plan.perFileAudio = true;
     QList<const SourceAudio*> parts;
     for (const SourceAudio& s : sources) {
-        // A file ffprobe cannot open (already reported by probing) has no length on the clock;
-        // the concat reader would stop at it and drop every file after it.
+        // A file ffprobe cannot open has no length on the clock (probing lists it at 0:00); the
+        // concat reader would stop at it and drop every file after it.
         if (s.readable && (s.audioStream >= 0 || s.duration > 0))
             parts << &s;
     }
