@@ -1,3 +1,4 @@
+#include "app/PipelineWiring.h"
 #include "service/Constants.h"
 #include "ui/AppServices.h"
 #include "ui/DesktopUrlOpener.h"
@@ -65,6 +66,7 @@ int main(int argc, char* argv[]) {
                              << "could not be made.";
     ondrel::DesktopUrlOpener opener;
     ondrel::UrlOpener::setDefault(&opener);
+    ondrel::AppServices::install({.makePipeline = [] { return ondrel::makePipeline(); }});
 
     QQmlApplicationEngine engine;
     ondrel::prepareEngine(engine);

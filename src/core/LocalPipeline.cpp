@@ -60,13 +60,7 @@ StepOperations StepOperations::absent() {
 }
 
 std::shared_ptr<LocalPipeline> LocalPipeline::create(PipelineEnvironment environment) {
-    return std::shared_ptr<LocalPipeline>(new LocalPipeline(Passkey(), std::move(environment)),
-                                          [](LocalPipeline* p) {
-                                              if (p->thread()->loopLevel() > 0)
-                                                  p->deleteLater();
-                                              else
-                                                  delete p;
-                                          });
+    return sharedQObject(new LocalPipeline(Passkey(), std::move(environment)));
 }
 
 LocalPipeline::LocalPipeline(Passkey, PipelineEnvironment environment)

@@ -4,12 +4,26 @@
 // previous one has ended, also when that one belongs to a pipeline whose screen is gone.
 
 #include <QObject>
+#include <QThread>
 
 #include <coroutine>
 #include <deque>
+#include <memory>
 #include <utility>
 
 namespace ondrel {
+
+// Shared ownership of a QObject whose coroutines may still run when its screen lets go of it: the
+// last release deletes it from the event loop when one runs, since that release may come from
+// inside a signal of an object it owns.
+template <class T> std::shared_ptr<T> sharedQObject(T* object) {
+    return std::shared_ptr<T>(object, [](T* o) {
+        if (o->thread()->loopLevel() > 0)
+            o->deleteLater();
+        else
+            delete o;
+    });
+}
 
 class WorkQueue : public QObject {
     Q_OBJECT

@@ -33,6 +33,13 @@ PluginManager* AppServices::plugins() const {
     return m_set.plugins ? m_set.plugins : &PluginManager::shared();
 }
 
+std::shared_ptr<LocalPipeline> AppServices::makePipeline() const {
+    if (m_set.makePipeline)
+        return m_set.makePipeline();
+    qWarning("No pipeline maker is installed: the wizard's runs have no steps.");
+    return LocalPipeline::create();
+}
+
 QString AppServices::version() {
     return QLatin1String(Constants::App::version);
 }

@@ -3,6 +3,7 @@
 // the desktop's URL opener. The application uses the shared instances; tests and the screen
 // renderer install their own before the first screen is made.
 
+#include "core/LocalPipeline.h"
 #include "core/UrlOpener.h"
 #include "service/AuthManager.h"
 #include "service/PluginManager.h"
@@ -11,6 +12,9 @@
 #include <QObject>
 #include <QPointer>
 #include <QtQml/qqmlregistration.h>
+
+#include <functional>
+#include <memory>
 
 class QQmlEngine;
 class QJSEngine;
@@ -31,6 +35,9 @@ public:
         AuthManager* auth = nullptr;       // not owned; nullptr: the shared instance
         UpdateManager* updates = nullptr;
         PluginManager* plugins = nullptr;
+        // A pipeline with every step in place, one for each wizard; the application wires the
+        // steps (tests and the renderer wire their own).
+        std::function<std::shared_ptr<LocalPipeline>()> makePipeline = {};
     };
     static void install(Set services);
     static AppServices& instance();
@@ -39,6 +46,7 @@ public:
     AuthManager* auth() const;
     UpdateManager* updates() const;
     PluginManager* plugins() const;
+    std::shared_ptr<LocalPipeline> makePipeline() const;
     static QString version();
     static UrlOpener& opener() { return *UrlOpener::system(); }
 

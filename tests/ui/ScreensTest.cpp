@@ -1,9 +1,8 @@
 // The shell and account screens through their real QML, against a fake service: the gate, the
 // sidebar, both ways to sign in, the account's figures, updates and the plugin's confirmation.
 // Every QML file of the module also loads without a single warning.
+#include "UiTestSupport.h"
 #include "service/AdminShell.h"
-#include "support/FakeHttpServer.h"
-#include "support/TestEnv.h"
 #include "ui/AccountModels.h"
 #include "ui/AppServices.h"
 #include "ui/UiPaths.h"
@@ -29,29 +28,9 @@ using namespace ondrel::test;
 
 namespace {
 
-QStringList g_warnings;
-
-void collectWarnings(QtMsgType type, const QMessageLogContext&, const QString& text) {
-    if (type != QtDebugMsg && type != QtInfoMsg)
-        g_warnings << text;
-}
-
-bool waitFor(const std::function<bool()>& done, int ms = 5000) {
-    QElapsedTimer t;
-    t.start();
-    while (!done() && t.elapsed() < ms)
-        QTest::qWait(10);
-    return done();
-}
-
-struct RecordingOpener : UrlOpener {
-    QList<QUrl> opened;
-    void openUrl(const QUrl& url) override { opened << url; }
-};
-
 // A fake service, the account objects on a temporary home and plugin folder, installed for the
 // screens, and a window to put a screen in.
-class Screens : public ::testing::Test {
+class Screens : public ::testing::Test, public QuickRig {
 protected:
     TestHome home;
     FakeHttpServer service;
@@ -59,14 +38,9 @@ protected:
     std::unique_ptr<AuthManager> auth;
     std::unique_ptr<UpdateManager> updates;
     std::unique_ptr<PluginManager> plugins;
-    QQmlEngine engine;
-    QQuickWindow window;
-    std::unique_ptr<QObject> screen;
     QString pluginDir = home.path() + "/Plugins/com.tarnwell.ondrel";
 
     void SetUp() override {
-        g_warnings.clear();
-        qInstallMessageHandler(collectWarnings);
         Endpoints endpoints;
         endpoints.ondrelHost = service.baseUrl();
         auth = std::make_unique<AuthManager>(home.paths().tokenFile, endpoints, &opener);
@@ -78,57 +52,17 @@ protected:
         config.workFolder = home.path() + "/update";
         updates = std::make_unique<UpdateManager>(config);
         plugins = std::make_unique<PluginManager>(pluginDir, shell, QString());
-        AppServices::install({auth.get(), updates.get(), plugins.get()});
+        AppServices::install(
+            {.auth = auth.get(), .updates = updates.get(), .plugins = plugins.get(), .makePipeline = [this] {
+                 return LocalPipeline::create(home.pipelineEnvironment());
+             }});
         UrlOpener::setDefault(&opener);
-        prepareEngine(engine);
-        window.resize(1100, 750);
-        window.show();
     }
 
     void TearDown() override {
         screen.reset();
         AppServices::install({});
         UrlOpener::setDefault(nullptr);
-        qInstallMessageHandler(nullptr);
-        EXPECT_TRUE(g_warnings.isEmpty()) << g_warnings.join('\n').toStdString();
-    }
-
-    QObject* show(const QString& file) {
-        QQmlComponent component(&engine, qmlFileUrl(file));
-        screen.reset(component.create());
-        EXPECT_TRUE(screen) << component.errorString().toStdString();
-        auto* item = qobject_cast<QQuickItem*>(screen.get());
-        item->setParentItem(window.contentItem());
-        item->setSize(window.size());
-        QTest::qWait(50);
-        return screen.get();
-    }
-
-    // The visible item of that name in the scene (Loaders keep the pages not shown out of it).
-    QQuickItem* find(const QString& name) const { return findIn(window.contentItem(), name); }
-    static QQuickItem* findIn(QQuickItem* item, const QString& name) {
-        if (!item->isVisible())
-            return nullptr;
-        if (item->objectName() == name)
-            return item;
-        for (QQuickItem* child : item->childItems())
-            if (QQuickItem* found = findIn(child, name))
-                return found;
-        return nullptr;
-    }
-
-    void click(const QString& name) {
-        QQuickItem* item = find(name);
-        ASSERT_TRUE(item) << name.toStdString();
-        ASSERT_TRUE(item->isEnabled()) << name.toStdString();
-        const QPointF centre = item->mapToScene(QPointF(item->width() / 2, item->height() / 2));
-        QTest::mouseClick(&window, Qt::LeftButton, {}, centre.toPoint());
-        QTest::qWait(20);
-    }
-
-    QString text(const QString& name) const {
-        QQuickItem* item = find(name);
-        return item ? item->property("text").toString() : QStringLiteral("<no %1>").arg(name);
     }
 
     void signIn(const QByteArray& user) {
@@ -145,13 +79,21 @@ const QByteArray kMaya =
 
 TEST_F(Screens, EveryQmlFileLoadsWithoutAWarning) {
     ShellModel shell;
+    MineView wizard;
+    // What a file requires of its parent: the shell for the sidebar, the wizard for its pages.
+    const auto given = [&](const QString& path) -> QVariantMap {
+        if (path == "Shell/Sidebar.qml")
+            return {{"shell", QVariant::fromValue(&shell)}};
+        if (path.startsWith("Mine/") && path != "Mine/MineWizard.qml")
+            return {{"wizard", QVariant::fromValue(&wizard)}};
+        return {};
+    };
     int files = 0;
     for (QDirIterator it(":/Ondrel/Ui", {"*.qml"}, QDir::Files, QDirIterator::Subdirectories); it.hasNext();) {
         const QString path = it.next().mid(QStringLiteral(":/Ondrel/Ui/").size());
         SCOPED_TRACE(path.toStdString());
         QQmlComponent component(&engine, qmlFileUrl(path));
-        std::unique_ptr<QObject> object(
-            component.createWithInitialProperties({{"shell", QVariant::fromValue(&shell)}}));
+        std::unique_ptr<QObject> object(component.createWithInitialProperties(given(path)));
         ASSERT_TRUE(object) << component.errorString().toStdString();
         if (auto* item = qobject_cast<QQuickItem*>(object.get()))
             item->setParentItem(window.contentItem());
@@ -246,11 +188,11 @@ TEST_F(Screens, UpdatesReadTheCheckAsItGoes) {
     UpdateManagerConfig config = updates->config();
     config.endpoints.ondrelHost = "http://127.0.0.1:9";
     UpdateManager offline(config);
-    AppServices::install({auth.get(), &offline, plugins.get()});
+    AppServices::install({.auth = auth.get(), .updates = &offline, .plugins = plugins.get()});
     show("Account/UpdateView.qml");
     ASSERT_TRUE(waitFor([&] { return text("latestVersion") == "—"; }));
     EXPECT_TRUE(find("checkForUpdates"));
-    AppServices::install({auth.get(), updates.get(), plugins.get()});
+    AppServices::install({.auth = auth.get(), .updates = updates.get(), .plugins = plugins.get()});
     screen.reset();
 }
 

@@ -137,7 +137,7 @@ Services makeServices(const QString& home, const Endpoints& endpoints, const QSt
     config.workFolder = home + "/update";
     s.updates = std::make_unique<UpdateManager>(config);
     s.plugins = std::make_unique<PluginManager>(pluginDir, shell, PluginManager::bundledResourceDir());
-    AppServices::install({s.auth.get(), s.updates.get(), s.plugins.get()});
+    AppServices::install({.auth = s.auth.get(), .updates = s.updates.get(), .plugins = s.plugins.get()});
     return s;
 }
 

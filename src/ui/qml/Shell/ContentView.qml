@@ -49,6 +49,6 @@ Rectangle {
     }
 
     Component { id: dashboard; DashboardView {} }
-    Component { id: mine; MinePlaceholder {} }
+    Component { id: mine; MineWizard {} }
     Component { id: updates; UpdateView {} }
 }

@@ -1,0 +1,367 @@
+#include "MineView.h"
+
+#include "Theme.h"
+#include "media/TranscriptCache.h"
+
+#include <QCoroTask>
+
+#include <cmath>
+
+namespace ondrel {
+
+QString mineStepLabel(MineStep step) {
+    static const QString labels[] = {QStringLiteral("Setup"), QStringLiteral("Style"),
+                                     QStringLiteral("Mining"), QStringLiteral("Review"),
+                                     QStringLiteral("Done")};
+    return labels[int(step)];
+}
+
+const QList<ModeInfo>& modeInfos() {
+    static const QList<ModeInfo> modes = {
+        {MiningMode::fullMine, QStringLiteral("Full Mine"),
+         QStringLiteral("Transcribe → Analyze → Translate → Subtitle → Timeline"), colorFromHex("e8440a")},
+        {MiningMode::storyMine, QStringLiteral("Story Mine"),
+         QStringLiteral("Existing transcript → Analyze → Build"), colorFromHex("0A84FF")},
+        {MiningMode::structure, QStringLiteral("Structure"),
+         QStringLiteral("Your selects → Organize → Subtitle"), colorFromHex("30D158")},
+        {MiningMode::audit, QStringLiteral("Audit"),
+         QStringLiteral("Existing timeline → Compare to transcript → Find buried gold"),
+         colorFromHex("BF5AF2")},
+    };
+    return modes;
+}
+
+const QList<std::pair<QString, QString>>& LANGUAGES() {
+    static const QList<std::pair<QString, QString>> languages = {
+        {"auto", "Auto-detect"}, {"en", "English"}, {"es", "Spanish"},  {"fr", "French"},  {"de", "German"},
+        {"pt", "Portuguese"},    {"it", "Italian"}, {"ja", "Japanese"}, {"zh", "Chinese"}, {"ko", "Korean"},
+        {"ar", "Arabic"},        {"ru", "Russian"}, {"hi", "Hindi"},
+    };
+    return languages;
+}
+
+double estimatedCredits(MiningMode mode, double targetMinutes) {
+    const double x = targetMinutes / 10.0;
+    const double share = mode == MiningMode::fullMine    ? 1.0
+                         : mode == MiningMode::storyMine ? 0.5
+                         : mode == MiningMode::structure ? 0.25
+                                                         : 0.3;
+    return std::max(std::ceil(x * share), 1.0);
+}
+
+// ---- recent mines ----------------------------------------------------------------------------
+
+int SavedProjectsModel::rowCount(const QModelIndex& parent) const {
+    return parent.isValid() ? 0 : int(m_projects.size());
+}
+
+QVariant SavedProjectsModel::data(const QModelIndex& index, int role) const {
+    if (!checkIndex(index, CheckIndexOption::IndexIsValid | CheckIndexOption::ParentIsInvalid))
+        return {};
+    const SavedProject& p = m_projects[index.row()];
+    switch (role) {
+    case TimelineRole:
+        return p.timeline;
+    case ClipsTextRole:
+        return p.results ? QStringLiteral("✓ %1 clips").arg(p.results->segments.size()) : QString();
+    case DetailTextRole: {
+        QStringList parts;
+        if (!p.results)
+            parts << QStringLiteral("%1 segments").arg(p.transcript.size());
+        parts << QStringLiteral("%1m target").arg(qint64(std::trunc(p.targetMinutes)));
+        if (p.presetId)
+            parts << *p.presetId;
+        return (p.results ? QStringLiteral("· ") : QString()) + parts.join(QStringLiteral(" · "));
+    }
+    default:
+        return {};
+    }
+}
+
+QHash<int, QByteArray> SavedProjectsModel::roleNames() const {
+    return {{TimelineRole, "timeline"}, {ClipsTextRole, "clipsText"}, {DetailTextRole, "detailText"}};
+}
+
+void SavedProjectsModel::setProjects(QList<SavedProject> projects) {
+    beginResetModel();
+    m_projects = std::move(projects);
+    endResetModel();
+}
+
+// ---- the wizard ------------------------------------------------------------------------------
+
+MineView::MineView(QObject* parent)
+    : QObject(parent)
+    , m_pipeline(AppServices::instance().makePipeline()) {
+    ResolveBridgeConfig bridge = ResolveBridgeConfig::fromPaths(m_pipeline->paths());
+    bridge.environment = m_pipeline->environment().env;
+    bridge.clock = &m_pipeline->clock();
+    m_bridge = sharedQObject(new ResolveBridge(bridge));
+    m_cloud = std::make_unique<CloudProcessor>(m_pipeline->endpoints());
+
+    for (auto signal : {&LocalPipeline::resultsChanged, &LocalPipeline::auditReportChanged})
+        QObject::connect(m_pipeline.get(), signal, this, &MineView::pageChanged);
+    for (auto signal : {&MineView::currentStepChanged, &MineView::selectedModeChanged})
+        QObject::connect(this, signal, this, &MineView::pageChanged);
+    for (auto signal : {&MineView::selectedModeChanged, &MineView::targetMinutesChanged})
+        QObject::connect(this, signal, this, &MineView::estimateChanged);
+
+    refreshSavedProjects();
+    refreshConnection();
+}
+
+// The pipeline outlives the view when a run holds it; everything else goes with the view.
+MineView::~MineView() = default;
+
+QCoro::Task<> MineView::connectToResolve(std::shared_ptr<ResolveBridge> bridge) {
+    co_await bridge->connect();
+    if (bridge->isConnected())
+        co_await bridge->getTimelines();
+}
+
+void MineView::refreshConnection() {
+    connectToResolve(m_bridge);
+}
+
+void MineView::refreshSavedProjects() {
+    m_savedProjects.setProjects(listProjects(m_pipeline->paths()));
+}
+
+QStringList MineView::stepLabels() {
+    QStringList labels;
+    for (int i = 0; i <= int(MineStep::done); ++i)
+        labels << mineStepLabel(MineStep(i));
+    return labels;
+}
+
+// ---- choices ---------------------------------------------------------------------------------
+
+void MineView::setSelectedTimelineText(const QString& name) {
+    std::optional<QString> value = name.isEmpty() ? std::nullopt : std::optional<QString>(name);
+    if (value == m_selectedTimeline)
+        return;
+    m_selectedTimeline = std::move(value);
+    emit selectedTimelineChanged();
+}
+
+void MineView::setSelectedModeValue(int mode) {
+    if (mode < 0 || mode > int(MiningMode::audit) || MiningMode(mode) == m_selectedMode)
+        return;
+    m_selectedMode = MiningMode(mode);
+    emit selectedModeChanged();
+}
+
+void MineView::setTargetMinutes(double minutes) {
+    if (minutes == m_targetMinutes)
+        return;
+    m_targetMinutes = minutes;
+    emit targetMinutesChanged();
+}
+
+void MineView::setSelectedLanguage(const QString& code) {
+    if (code == m_selectedLanguage)
+        return;
+    m_selectedLanguage = code;
+    emit selectedLanguageChanged();
+}
+
+void MineView::setStyleSliders(const StyleSliders& sliders) {
+    if (sliders == m_styleSliders)
+        return;
+    m_styleSliders = sliders;
+    emit styleChanged();
+}
+
+void MineView::setSelectedPresetId(std::optional<QString> id) {
+    if (id == m_selectedPresetId)
+        return;
+    m_selectedPresetId = std::move(id);
+    emit styleChanged();
+}
+
+void MineView::setSelectedPresetIdText(const QString& id) {
+    setSelectedPresetId(id.isEmpty() ? std::nullopt : std::optional<QString>(id));
+}
+
+void MineView::setReferenceURL(const QString& url) {
+    if (url == m_referenceURL)
+        return;
+    m_referenceURL = url;
+    emit styleChanged();
+}
+
+void MineView::setMagicMode(bool on) {
+    if (on == m_isMagicMode)
+        return;
+    m_isMagicMode = on;
+    emit styleChanged();
+}
+
+void MineView::setRatingValue(int rating) {
+    const std::optional<int> value = rating < 0 ? std::nullopt : std::optional<int>(rating);
+    if (value == m_rating)
+        return;
+    m_rating = value;
+    emit ratingChanged();
+}
+
+void MineView::setLoadedProject(std::optional<SavedProject> project) {
+    const bool had = m_loadedProject.has_value();
+    m_loadedProject = std::move(project);
+    if (had != m_loadedProject.has_value())
+        emit loadedProjectChanged();
+}
+
+double MineView::estimatedCredits() const {
+    return ondrel::estimatedCredits(m_selectedMode, m_targetMinutes);
+}
+
+QString MineView::estimatedCreditsText() const {
+    const qint64 n = qint64(estimatedCredits());
+    return QStringLiteral("~%1 credit%2").arg(n).arg(n == 1 ? QString() : QStringLiteral("s"));
+}
+
+QVariantList MineView::modes() {
+    QVariantList out;
+    for (const ModeInfo& m : modeInfos())
+        out << QVariantMap{
+            {"mode", int(m.mode)}, {"label", m.label}, {"subtitle", m.subtitle}, {"color", m.color}};
+    return out;
+}
+
+QVariantList MineView::languages() {
+    QVariantList out;
+    for (const auto& [code, name] : LANGUAGES())
+        out << QVariantMap{{"code", code}, {"name", name}};
+    return out;
+}
+
+QString MineView::page() const {
+    switch (m_currentStep) {
+    case MineStep::setup:
+        return QStringLiteral("setup");
+    case MineStep::style:
+        return QStringLiteral("style");
+    case MineStep::mining:
+        return QStringLiteral("mining");
+    case MineStep::review:
+        if (isAudit())
+            return m_pipeline->auditReport() ? QStringLiteral("audit") : QStringLiteral("noAudit");
+        return m_pipeline->results() ? QStringLiteral("review") : QString();
+    case MineStep::done:
+        return m_pipeline->results() ? QStringLiteral("done") : QString();
+    }
+    return {};
+}
+
+// ---- moves -----------------------------------------------------------------------------------
+
+void MineView::advanceTo(int step) {
+    if (step < 0 || step > int(MineStep::done) || MineStep(step) == m_currentStep)
+        return;
+    m_currentStep = MineStep(step);
+    emit currentStepChanged();
+}
+
+void MineView::tapStep(int step) {
+    if (step < int(m_currentStep))
+        advanceTo(step);
+}
+
+namespace {
+
+// Waits for a run, audit or build of the wizard's pipeline; the wizard moves on to the review only
+// if it is still there and the work completed.
+QCoro::Task<> reviewWhenComplete(QPointer<MineView> wizard, std::shared_ptr<LocalPipeline> pipeline,
+                                 QCoro::Task<> work) {
+    co_await work;
+    if (wizard && pipeline->step() == PipelineStep::complete)
+        wizard->advanceTo(int(MineStep::review));
+}
+
+} // namespace
+
+void MineView::startMining() {
+    if (!m_selectedTimeline)
+        return;
+    LocalPipeline& p = *m_pipeline;
+    QCoro::Task<> work = isAudit() ? p.auditTimeline(*m_selectedTimeline)
+                         : m_loadedProject
+                             ? p.runFromProject(*m_loadedProject, m_targetMinutes, m_styleSliders,
+                                                m_selectedPresetId, m_referenceURL, m_isMagicMode)
+                             : p.run(*m_selectedTimeline, m_selectedMode, m_targetMinutes, m_selectedLanguage,
+                                     m_styleSliders, m_selectedPresetId, m_referenceURL, m_isMagicMode);
+    reviewWhenComplete(this, m_pipeline, std::move(work));
+}
+
+void MineView::cancelMining() {
+    // In one turn: the run never sees the flag and goes on unseen (see the pipeline's cancel).
+    m_pipeline->cancel();
+    m_pipeline->reset();
+    advanceTo(int(MineStep::style));
+}
+
+void MineView::buildTimeline() {
+    m_pipeline->buildTimelineFromSegmentsFile();
+}
+
+void MineView::resetFlow() {
+    advanceTo(int(MineStep::setup));
+    m_pipeline->reset();
+    setRatingValue(-1);
+    setLoadedProject(std::nullopt);
+    refreshSavedProjects();
+}
+
+void MineView::loadProject(int row) {
+    if (row >= 0 && row < m_savedProjects.projects().size())
+        onLoadProject(m_savedProjects.projects()[row]);
+}
+
+void MineView::onLoadProject(const SavedProject& project) {
+    setLoadedProject(project);
+    setSelectedTimelineText(project.timeline);
+    setTargetMinutes(project.targetMinutes);
+    // The project's language is not copied back into the form, on purpose.
+    if (project.presetId)
+        setSelectedPresetId(project.presetId);
+    if (project.results) {
+        m_pipeline->setResults(project.results);
+        m_pipeline->setLastMediaPaths(project.mediaPaths);
+        m_pipeline->setLastExportDir(m_pipeline->paths().exportDirFor(project.timeline));
+        advanceTo(int(MineStep::review));
+    } else {
+        advanceTo(int(MineStep::style));
+    }
+}
+
+void MineView::onSendToResolve(const QList<StorySegment>& segments) {
+    if (std::optional<MiningResults> results = m_pipeline->results()) {
+        double duration = 0;
+        for (const StorySegment& s : segments)
+            duration += s.endTime - s.startTime;
+        results->segments = segments;
+        results->estimatedDuration = duration;
+        m_pipeline->setResults(std::move(results));
+    }
+    // Written and built in one turn of the work queue, so no other run's files are touched.
+    m_pipeline->sendToResolve(segments);
+    advanceTo(int(MineStep::done));
+}
+
+void MineView::restyle() {
+    if (!m_loadedProject && m_selectedTimeline) {
+        SavedProject project;
+        project.timeline = *m_selectedTimeline;
+        project.createdAt = double(m_pipeline->clock().now().toMSecsSinceEpoch()) / 1000.0;
+        project.language = m_selectedLanguage;
+        project.mediaPaths = m_pipeline->lastMediaPaths().value_or(QStringList());
+        project.results = m_pipeline->results();
+        project.presetId = m_selectedPresetId;
+        project.targetMinutes = m_targetMinutes;
+        setLoadedProject(project);
+    }
+    advanceTo(int(MineStep::style));
+}
+
+} // namespace ondrel

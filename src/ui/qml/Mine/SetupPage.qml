@@ -1,0 +1,12 @@
+import QtQuick
+import Ondrel.Ui
+
+// Placeholder until the page is built.
+Item {
+    required property MineView wizard
+    Text {
+        anchors.centerIn: parent
+        text: "SetupPage"
+        color: Theme.textMuted
+    }
+}
