@@ -1,11 +1,7 @@
 // Draws each screen with sample state into a PNG, offscreen with the software renderer, so anyone
 // can see the application without Resolve or the services (scripts/render-screens.sh).
 //   render_screens <output folder>
-#include "service/AdminShell.h"
-#include "support/FakeHttpServer.h"
-#include "ui/AccountModels.h"
-#include "ui/AppServices.h"
-#include "ui/UiPaths.h"
+#include "RenderSupport.h"
 
 #include <QDir>
 #include <QGuiApplication>
@@ -21,13 +17,26 @@
 
 #include <cstdio>
 #include <functional>
+#include <map>
 #include <memory>
+#include <string>
 
 Q_IMPORT_QML_PLUGIN(Ondrel_UiPlugin)
 
 using namespace ondrel;
 
+namespace ondrel::screens {
+
 namespace {
+std::map<std::string, ScreenSet>& registry() {
+    static std::map<std::string, ScreenSet> sets;
+    return sets;
+}
+} // namespace
+
+ScreenSetRegistration::ScreenSetRegistration(const char* name, ScreenSet set) {
+    registry()[name] = set;
+}
 
 void settle(int ms) {
     QEventLoop loop;
@@ -35,10 +44,10 @@ void settle(int ms) {
     loop.exec();
 }
 
-// Creates the QML (a module file or inline text), lets `prepare` adjust it, and grabs the window.
-bool render(QQmlEngine& engine, const QUrl& url, const QByteArray& inlineQml, const QSize& size,
-            const QString& file, const std::function<void(QObject*)>& prepare = {}) {
-    QQmlComponent component(&engine);
+void renderScreen(RenderContext& context, const QString& name, const QUrl& url, const QSize& size,
+                  const std::function<void(QObject*)>& prepare, const QByteArray& inlineQml) {
+    const QString file = context.outputDir + QLatin1Char('/') + name + QStringLiteral(".png");
+    QQmlComponent component(&context.engine);
     if (inlineQml.isEmpty())
         component.loadUrl(url);
     else
@@ -46,7 +55,8 @@ bool render(QQmlEngine& engine, const QUrl& url, const QByteArray& inlineQml, co
     std::unique_ptr<QObject> object(component.create());
     if (!object) {
         std::fprintf(stderr, "%s: %s\n", qPrintable(file), qPrintable(component.errorString()));
-        return false;
+        context.ok = false;
+        return;
     }
     QQuickWindow window;
     window.resize(size);
@@ -57,96 +67,15 @@ bool render(QQmlEngine& engine, const QUrl& url, const QByteArray& inlineQml, co
     if (prepare)
         prepare(object.get());
     window.show();
-    settle(600);
+    settle(700);
     const bool ok = window.grabWindow().save(file);
     std::printf("%s %s\n", ok ? "wrote" : "could not write", qPrintable(file));
-    return ok;
+    context.ok = context.ok && ok;
 }
 
-const QByteArray kGallery = R"QML(
-import QtQuick
-import QtQuick.Layouts
-import Ondrel.Ui
-Rectangle {
-    color: Theme.background
-    ColumnLayout {
-        anchors.fill: parent
-        anchors.margins: 24
-        spacing: 18
-        Text { text: "Theme"; color: Theme.foreground; font: Theme.font("title") }
-        RowLayout {
-            spacing: 16
-            PrimaryButton { text: "Sign in with Google"; symbol: "globe" }
-            SecondaryButton { text: "Check for Updates"; symbol: "arrow.clockwise" }
-            DestructiveButton { text: "Sign Out"; symbol: "rectangle.portrait.and.arrow.right" }
-            PrimaryButton { text: "Installing..."; busy: true; enabled: false }
-            PrimaryButton { text: "Start Mining"; leading: Component { PixelGemView { color: "white"; size: 14 } } }
-        }
-        RowLayout {
-            spacing: 16
-            GlassCard { Layout.preferredWidth: 220; Text { text: "Glass card"; color: Theme.foreground; font: Theme.font("headline") } Text { text: "thin material"; color: Theme.textMuted; font: Theme.font("body") } }
-            SolidCard { Layout.preferredWidth: 220; SectionLabel { text: "Section label" } Text { text: "Solid card"; color: Theme.foreground; font: Theme.font("headline") } }
-            GradientCard { Layout.preferredWidth: 220; gradient: Theme.stepGradient(1); Text { text: "Gradient card"; color: "white"; font: Theme.font("headline") } }
-        }
-        RowLayout {
-            spacing: 24
-            OndrelLogo { size: 20 }
-            PixelPickaxe { size: 56 }
-            PixelPickaxeView { size: 64 }
-            PixelPickaxeAnimated {}
-            PixelGemView { size: 48 }
-            PixelGemView { size: 48; color: Theme.purple }
-            Repeater {
-                model: 6
-                RoundedShape { width: 40; height: 40; radius: 8; fillColors: Theme.stepGradient(index) }
-            }
-        }
-        Flow {
-            Layout.fillWidth: true
-            spacing: 14
-            Repeater {
-                model: ["waveform.badge.magnifyingglass", "person.circle", "arrow.triangle.2.circlepath", "globe",
-                        "key.fill", "diamond.fill", "creditcard.fill", "puzzlepiece.extension.fill",
-                        "checkmark.circle.fill", "exclamationmark.triangle.fill", "info.circle.fill", "star.fill",
-                        "wand.and.stars", "sparkles", "paintbrush", "film.stack", "list.bullet.rectangle",
-                        "eye", "briefcase", "fork.knife", "flame", "bolt", "text.book.closed", "mountain.2"]
-                SymbolIcon { symbol: modelData; size: 20; color: Theme.textSecondary }
-            }
-        }
-        Text { text: "Body 13 in " + Theme.fontFamily + " · log glyphs ⛏ 💎 📋"; color: Theme.foreground; font: Theme.font("body") }
-        Text { text: "00:42  ⛏ Transcribing with Whisper...  💎 Found 3 acts · 12 moments"; color: Theme.accent; font: Theme.font("mono") }
-        Item { Layout.fillHeight: true }
-    }
-}
-)QML";
+} // namespace ondrel::screens
 
-struct Services {
-    std::unique_ptr<AuthManager> auth;
-    std::unique_ptr<UpdateManager> updates;
-    std::unique_ptr<PluginManager> plugins;
-};
-
-Services makeServices(const QString& home, const Endpoints& endpoints, const QString& pluginDir) {
-    Services s;
-    auto shell = std::make_shared<ProcessAdminShell>(ProcessAdminShell::Kind::plainShell);
-    s.auth = std::make_unique<AuthManager>(home + "/.ondrel/token.json", endpoints);
-    UpdateManagerConfig config = UpdateManagerConfig::platformDefault();
-    config.endpoints = endpoints;
-    config.pluginPath = pluginDir;
-    config.shell = shell;
-    config.workFolder = home + "/update";
-    s.updates = std::make_unique<UpdateManager>(config);
-    s.plugins = std::make_unique<PluginManager>(pluginDir, shell, PluginManager::bundledResourceDir());
-    AppServices::install({.auth = s.auth.get(), .updates = s.updates.get(), .plugins = s.plugins.get()});
-    return s;
-}
-
-void setTab(QObject* root, int tab) {
-    if (auto* shell = root->findChild<ShellModel*>())
-        shell->setSelectedTab(tab);
-}
-
-} // namespace
+using namespace ondrel;
 
 int main(int argc, char** argv) {
     qputenv("QT_QUICK_BACKEND", "software");
@@ -156,53 +85,12 @@ int main(int argc, char** argv) {
     const QString out = argc > 1 ? QString::fromLocal8Bit(argv[1]) : QStringLiteral("docs/screens");
     QDir().mkpath(out);
     QTemporaryDir home;
-
-    // The product's service, as a sample account and a newer plugin on offer.
     test::FakeHttpServer service;
-    service.respondJson("/api/v1/me", 200,
-                        R"({"id":"u1","name":"Maya Ortiz","email":"maya@lighthouse.film","credits":128,)"
-                        R"("plan":"Studio Monthly"})");
-    service.respondJson("/api/v1/version", 200,
-                        R"({"version":"0.2.0-beta","download_url":"https://ondrel.app/plugin.zip",)"
-                        R"("release_notes":"Chapter markers now follow the story's acts. Subtitle cards break )"
-                        R"(at punctuation. Faster timeline builds on large projects."})");
-    Endpoints endpoints;
-    endpoints.ondrelHost = service.baseUrl();
-    const QString pluginDir = home.path() + "/Workflow Integration Plugins/com.tarnwell.ondrel";
-
     QQmlEngine engine;
     prepareEngine(engine);
-    const QUrl contentView = qmlFileUrl("Shell/ContentView.qml");
-    const QSize window(1100, 750);
-    bool ok = render(engine, QUrl("qrc:/render/Gallery.qml"), kGallery, QSize(1100, 560), out + "/theme.png");
-
-    {
-        Services s = makeServices(home.path() + "/signed-out", endpoints, pluginDir);
-        ok &= render(engine, contentView, {}, window, out + "/sign-in.png");
-        // The token way in, refused for a blank token.
-        QCoro::waitFor(s.auth->signInWithToken("  "));
-        ok &= render(engine, contentView, {}, window, out + "/sign-in-token.png", [](QObject* root) {
-            if (auto* vm = root->findChild<SignInModel*>()) {
-                vm->toggleTokenField();
-                vm->setManualToken("  ");
-            }
-        });
-    }
-    {
-        Services s = makeServices(home.path() + "/signed-in", endpoints, pluginDir);
-        QCoro::waitFor(s.auth->signInWithToken("sample-token"));
-        ok &= render(engine, contentView, {}, window, out + "/account.png", [](QObject* r) { setTab(r, 0); });
-        ok &= render(engine, contentView, {}, window, out + "/mine.png", [](QObject* r) { setTab(r, 1); });
-        QCoro::waitFor(s.updates->checkForUpdates());
-        ok &= render(engine, contentView, {}, window, out + "/updates.png", [](QObject* r) { setTab(r, 2); });
-        ok &= render(engine, qmlFileUrl("Account/InstallView.qml"), {}, QSize(900, 750), out + "/plugin.png");
-        QCoro::waitFor(s.plugins->install());
-        ok &= render(engine, qmlFileUrl("Account/InstallView.qml"), {}, QSize(900, 750), out + "/plugin-installed.png",
-                     [](QObject* root) {
-                         if (auto* vm = root->findChild<PluginModel*>())
-                             vm->askUninstall();
-                     });
-    }
+    screens::RenderContext context{engine, out, home.path(), service};
+    for (const auto& [name, set] : screens::registry())
+        set(context);
     AppServices::install({});
-    return ok ? 0 : 1;
+    return context.ok ? 0 : 1;
 }
