@@ -155,8 +155,12 @@ QStringList partsRun(const QList<const SourceAudio*>& parts, const QString& outp
         const QString length = formatDouble(s.duration);
         if (s.audioStream >= 0) {
             args << QStringLiteral("-i") << s.path;
-            // Padded to the container's length so the next file starts where the clock says.
-            const QString pad = s.duration > 0 ? QStringLiteral(",apad=whole_dur=") + length : QString();
+            // Exactly the container's length, so the next file starts where the clock says: padded
+            // when the sound is shorter, cut when it is longer (AAC decodes a few ms past the end,
+            // which would add up over hundreds of clips).
+            const QString pad = s.duration > 0 ? QStringLiteral(",apad=whole_dur=") + length +
+                                                     QStringLiteral(",atrim=duration=") + length
+                                               : QString();
             filters << QStringLiteral("[%1:a:%2]").arg(inputs).arg(s.audioStream) + kPartFormat + pad + label;
             ++inputs;
         } else {
