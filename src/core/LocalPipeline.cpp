@@ -8,8 +8,8 @@ namespace ondrel {
 PipelineEnvironment PipelineEnvironment::platformDefault() {
     PipelineEnvironment e;
     e.tools = ToolPaths::platformDefault();
-    e.paths = AppPaths::platformDefault();
     e.env = QProcessEnvironment::systemEnvironment();
+    e.paths = AppPaths::platformDefault(e.env);
     e.endpoints = Endpoints::fromEnvironment(e.env);
     e.clock = &Clock::system();
     return e;

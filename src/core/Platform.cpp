@@ -45,8 +45,16 @@ QString AppPaths::exportDirFor(const QString& timeline) const {
     return exportsDir + QLatin1Char('/') + folderNameFor(timeline);
 }
 
-AppPaths AppPaths::platformDefault() {
+AppPaths AppPaths::platformDefault(const QProcessEnvironment& env) {
     AppPaths p = forHome(QDir::homePath());
+    if (const QString api = env.value(QStringLiteral("ONDREL_RESOLVE_SCRIPT_API")); !api.isEmpty()) {
+        p.resolveScriptApi = api;
+        p.resolveScriptLib = api + QStringLiteral("/Modules");
+    }
+    if (const QString lib = env.value(QStringLiteral("ONDREL_RESOLVE_SCRIPT_LIB")); !lib.isEmpty())
+        p.resolveScriptLib = lib;
+    if (const QString plugin = env.value(QStringLiteral("ONDREL_PLUGIN_DIR")); !plugin.isEmpty())
+        p.pluginDir = plugin;
     // Honour XDG overrides where the platform has them.
     const QString cache = QStandardPaths::writableLocation(QStandardPaths::GenericCacheLocation);
     const QString data = QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation);

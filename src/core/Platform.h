@@ -32,8 +32,11 @@ struct AppPaths {
     // becomes a folder name that stays inside the exports folder (folderNameFor).
     QString exportDirFor(const QString& timeline) const;
 
-    // The real locations for the current user.
-    static AppPaths platformDefault();
+    // The real locations for the current user. ONDREL_RESOLVE_SCRIPT_API and
+    // ONDREL_RESOLVE_SCRIPT_LIB replace Resolve's scripting folders and ONDREL_PLUGIN_DIR the
+    // plugin folder, so a stand-in Resolve and a plugin folder of the user's own can be used (the
+    // demo, tests); the home and its XDG folders come from HOME and XDG_*.
+    static AppPaths platformDefault(const QProcessEnvironment& env = QProcessEnvironment::systemEnvironment());
     // Every user-owned folder under `home`, laid out as on this platform (tests use a temp home).
     static AppPaths forHome(const QString& home);
 };
