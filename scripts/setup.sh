@@ -16,7 +16,7 @@ PACKAGES=(
   libgtest-dev libgmock-dev googletest
   ffmpeg python3 xvfb xauth
   fonts-inter fonts-jetbrains-mono fonts-noto-color-emoji fonts-materialdesignicons-webfont
-  xdg-utils desktop-file-utils unzip pkexec
+  xdg-utils desktop-file-utils espeak-ng unzip pkexec
 )
 
 missing=()

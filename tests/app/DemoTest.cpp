@@ -1,0 +1,158 @@
+// The demo's stand-ins, as a newcomer meets them: spoken media made with espeak-ng, the services on
+// loopback and the stand-in Resolve, driven through a Full Mine, a re-mine, an audit and a build.
+#include "app/PipelineWiring.h"
+#include "media/TranscriptCache.h"
+#include "support/TestEnv.h"
+
+#include <QCoreApplication>
+#include <QCoroTask>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QProcess>
+#include <QRegularExpression>
+#include <QTcpSocket>
+
+#include <gtest/gtest.h>
+
+using namespace ondrel;
+using ondrel::test::TestHome;
+
+namespace {
+
+const QString kDemo = QStringLiteral(ONDREL_SOURCE_DIR "/tools/demo");
+
+// The media take seconds to speak; every test of this file shares one folder of them.
+const QString& demoMedia() {
+    static const QString dir = [] {
+        const QString d = QDir::tempPath() + "/ondrel-demo-media-test";
+        QProcess p;
+        p.start("python3", {kDemo + "/make_media.py", d});
+        p.waitForFinished(300000);
+        EXPECT_EQ(p.exitCode(), 0) << p.readAllStandardError().toStdString();
+        return d;
+    }();
+    return dir;
+}
+
+QStringList lines(const LocalPipeline& pipeline) {
+    QStringList out;
+    for (const auto& l : pipeline.logs())
+        out << l.text;
+    return out;
+}
+
+QList<QJsonObject> requestLog(const QString& file) {
+    QFile f(file);
+    f.open(QIODevice::ReadOnly);
+    QList<QJsonObject> out;
+    for (const QByteArray& line : f.readAll().split('\n'))
+        if (!line.isEmpty())
+            out << QJsonDocument::fromJson(line).object();
+    return out;
+}
+
+bool listening(int port) {
+    QTcpSocket s;
+    s.connectToHost("127.0.0.1", port);
+    return s.waitForConnected(2000);
+}
+
+} // namespace
+
+TEST(Demo, AFullMineAReMineAndAnAuditOverTheStandIns) {
+    TestHome home;
+    const QString media = demoMedia();
+    const QString requests = home.path() + "/requests.jsonl";
+    QProcess services;
+    services.start("python3", {kDemo + "/demo_services.py", media, requests});
+    ASSERT_TRUE(services.waitForReadyRead(20000));
+    const int port = QString::fromUtf8(services.readLine()).trimmed().section(' ', 1).toInt();
+    ASSERT_GT(port, 0);
+    QProcess state;
+    state.start("python3",
+                {kDemo + "/resolve_state.py", test::fakeResolveModuleDir(), media, home.resolveStateFile()});
+    ASSERT_TRUE(state.waitForFinished(20000) && state.exitCode() == 0)
+        << state.readAllStandardError().toStdString();
+
+    PipelineEnvironment env = home.pipelineEnvironment();
+    env.endpoints.openaiHost = env.endpoints.anthropicHost = QString("http://127.0.0.1:%1").arg(port);
+    env.env.insert("OPENAI_API_KEY", "demo");
+    env.env.insert("ANTHROPIC_API_KEY", "demo");
+
+    // A Full Mine of one minute: a story near that length whose moments lie inside the media and
+    // whose words were timed inside each moment.
+    auto pipeline = makePipeline(env);
+    QCoro::waitFor(
+        pipeline->run("Interview Selects", MiningMode::fullMine, 1, "auto", {}, std::nullopt, "", false));
+    ASSERT_EQ(pipeline->step(), PipelineStep::complete) << lines(*pipeline).join('\n').toStdString();
+    const MiningResults story = *pipeline->results();
+    ASSERT_GE(story.segments.size(), 3);
+    double total = 0;
+    for (const StorySegment& s : story.segments) {
+        EXPECT_LT(s.startTime, s.endTime);
+        total += s.endTime - s.startTime;
+    }
+    EXPECT_GT(total, 30);
+    EXPECT_LT(total, 120);
+    EXPECT_EQ(lines(*pipeline).filter("words transcribed across").size(), 1);
+    EXPECT_TRUE(pipeline->buildResult().value_or("").startsWith("✓"))
+        << pipeline->buildResult().value_or("").toStdString();
+
+    // The re-mine starts from the saved project, asking the speech service only for word timing, in
+    // the language's code.
+    const QList<SavedProject> projects = listProjects(home.paths());
+    ASSERT_EQ(projects.size(), 1);
+    const qsizetype before = requestLog(requests).size();
+    auto again = makePipeline(env);
+    QCoro::waitFor(again->runFromProject(projects[0], 2, {}, std::nullopt, "", false));
+    ASSERT_EQ(again->step(), PipelineStep::complete) << lines(*again).join('\n').toStdString();
+    const QList<QJsonObject> remine = requestLog(requests).mid(before);
+    int wordRequests = 0;
+    for (const QJsonObject& r : remine)
+        if (r["path"].toString().endsWith("/transcriptions")) {
+            EXPECT_EQ(r["granularity"].toString(), "word") << "the re-mine transcribed the media again";
+            EXPECT_EQ(r["language"].toString(), "es");
+            ++wordRequests;
+        }
+    EXPECT_GT(wordRequests, 0);
+
+    // The audit of the rough cut on the timeline finds what it left out.
+    auto audit = makePipeline(env);
+    QCoro::waitFor(audit->auditTimeline("Interview Selects"));
+    ASSERT_TRUE(audit->auditReport().has_value()) << lines(*audit).join('\n').toStdString();
+    EXPECT_FALSE(audit->auditReport()->buriedGold.isEmpty());
+
+    services.terminate();
+    ASSERT_TRUE(services.waitForFinished(10000));
+    EXPECT_FALSE(listening(port));
+}
+
+// The command a newcomer runs: the window comes up over the stand-ins, and when it closes nothing
+// of the demo is left running or on disk.
+TEST(Demo, ClosingTheWindowStopsEveryStandIn) {
+    QProcess demo;
+    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+    env.insert("QT_QPA_PLATFORM", "offscreen");
+    env.insert("ONDREL_QUIT_AFTER_MS", "1500");
+    env.insert("ONDREL_APP", ONDREL_APP_BINARY);
+    env.insert("ONDREL_DEMO_MEDIA", demoMedia());
+    env.insert("ONDREL_INSTANCE_SOCKET",
+               "ondrel-demo-test-" + QString::number(QCoreApplication::applicationPid()));
+    demo.setProcessEnvironment(env);
+    demo.start("bash", {ONDREL_SOURCE_DIR "/scripts/demo.sh"});
+    ASSERT_TRUE(demo.waitForFinished(120000));
+    const QString out = QString::fromUtf8(demo.readAllStandardOutput());
+    EXPECT_EQ(demo.exitCode(), 0) << out.toStdString() << demo.readAllStandardError().toStdString();
+    const QRegularExpression stated("127\\.0\\.0\\.1:(\\d+)\\.\\n.*paste: (\\S+)",
+                                    QRegularExpression::DotMatchesEverythingOption);
+    const auto m = stated.match(out);
+    ASSERT_TRUE(m.hasMatch()) << out.toStdString();
+    EXPECT_FALSE(listening(m.captured(1).toInt()));
+    const QRegularExpression home("demo's home: (\\S+)");
+    const auto h = home.match(out);
+    ASSERT_TRUE(h.hasMatch()) << out.toStdString();
+    EXPECT_FALSE(QFileInfo::exists(h.captured(1)));
+}
