@@ -284,3 +284,23 @@ TEST(SetupPage, AnAuditStartsStraightFromTheSetupPage) {
     EXPECT_TRUE(rig.services.requestsTo("/v1/audio/transcriptions").isEmpty());
     EXPECT_TRUE(wizard->pipeline()->errorMessageText().startsWith("No cached transcripts found"));
 }
+
+TEST(SetupPage, ARecentMineOfAnotherProjectKeepsItsTimelineInThePicker) {
+    WizardRig rig;
+    saveProjects(rig.home, 1);
+    MineView* wizard = rig.openWizard();
+    SetupPageModel page;
+    page.setWizard(wizard);
+    ASSERT_TRUE(waitFor([&] { return rig.find("recentMine0") != nullptr; }));
+    rig.click("recentMine0");
+    ASSERT_EQ(wizard->currentStep(), MineStep::style);
+    settlePages(rig);
+
+    // Back on the setup page: "Day 1" is no timeline of this Resolve project, yet it is the choice.
+    rig.click("styleBack");
+    settlePages(rig);
+    EXPECT_EQ(page.timelineIndex(), -1);
+    EXPECT_EQ(rig.find("timelinePicker")->property("displayText").toString(), "Day 1");
+    EXPECT_TRUE(rig.find("setupNext")->isEnabled());
+    EXPECT_EQ(page.languageIndex(), 0) << "the project's language is not taken into the form";
+}

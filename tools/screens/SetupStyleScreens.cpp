@@ -11,6 +11,10 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QQuickItem>
+#include <QQuickWindow>
+
+#include <algorithm>
+#include <functional>
 
 using namespace ondrel;
 using namespace ondrel::screens;
@@ -62,6 +66,24 @@ StylePageModel* stylePageIn(QQuickItem* item) {
     return nullptr;
 }
 
+// Scrolls the setup page's form to its end, where the length, the estimate and the button are.
+void scrollSetupToEnd(QObject* root) {
+    const std::function<QQuickItem*(QQuickItem*)> find = [&](QQuickItem* item) -> QQuickItem* {
+        if (!item || item->objectName() == QStringLiteral("setupScroll"))
+            return item;
+        for (QQuickItem* child : item->childItems())
+            if (QQuickItem* found = find(child))
+                return found;
+        return nullptr;
+    };
+    QQuickItem* scroll = find(qobject_cast<QQuickItem*>(root));
+    if (!scroll)
+        return;
+    if (auto* flickable = scroll->property("contentItem").value<QQuickItem*>())
+        flickable->setProperty(
+            "contentY", std::max(0.0, flickable->property("contentHeight").toDouble() - flickable->height()));
+}
+
 const QSize kWindow(1100, 750);
 
 } // namespace
@@ -83,6 +105,11 @@ ONDREL_SCREENS(setupPage) {
         wizard->setSelectedModeValue(int(MiningMode::audit));
         wizard->setSelectedLanguage(QStringLiteral("es"));
         wizard->setTargetMinutes(12);
+        // The form is laid out only once its window shows.
+        if (QQuickWindow* window = qobject_cast<QQuickItem*>(root)->window())
+            window->show();
+        settle(500);
+        scrollSetupToEnd(root);
     });
     setResolveRunning(sample, false);
     renderScreen(context, QStringLiteral("mine-setup-offline"), contentView, kWindow, [](QObject* root) {

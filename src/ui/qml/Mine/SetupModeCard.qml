@@ -43,6 +43,7 @@ AbstractButton {
         }
         ColumnLayout {
             Layout.fillWidth: true
+            Layout.alignment: Qt.AlignTop
             spacing: Theme.spacing2
             Text {
                 Layout.fillWidth: true

@@ -21,6 +21,7 @@ Item {
 
         ScrollView {
             id: scroll
+            objectName: "setupScroll"
             Layout.fillWidth: true
             Layout.fillHeight: true
             contentWidth: availableWidth
@@ -370,6 +371,7 @@ Item {
         // The way on; only once Resolve is there.
         Rectangle {
             visible: vm.isConnected
+            Layout.fillWidth: false
             Layout.preferredWidth: root.columnWidth
             Layout.alignment: Qt.AlignHCenter
             Layout.preferredHeight: 1
@@ -377,6 +379,8 @@ Item {
         }
         RowLayout {
             visible: vm.isConnected
+            // A nested layout fills by default; the bar keeps to the form's column.
+            Layout.fillWidth: false
             Layout.preferredWidth: root.columnWidth
             Layout.alignment: Qt.AlignHCenter
             Layout.topMargin: Theme.spacing16

@@ -23,7 +23,7 @@ Item {
         spacing: Theme.spacing16
 
         ColumnLayout {
-            Layout.topMargin: Theme.spacing4
+            Layout.topMargin: Theme.spacing24
             spacing: Theme.spacing4
             Text {
                 text: "How should it feel?"
