@@ -231,7 +231,12 @@ TEST(SetupPage, FromTheSetupThroughTheStylePageIntoARun) {
     EXPECT_EQ(wizard->selectedPresetId(), "campfire");
     EXPECT_FALSE(rig.find("sliderTrack_pace")) << "the sliders start folded away";
     rig.click("fineTune");
-    ASSERT_TRUE(waitFor([&] { return rig.find("sliderTrack_pace") != nullptr; }));
+    // The sliders fade in and the layout settles around them before the track has its width.
+    ASSERT_TRUE(waitFor([&] {
+        QQuickItem* sliders = rig.find("sliders");
+        return sliders && sliders->opacity() == 1.0;
+    }));
+    QTest::qWait(20);
     const double width = rig.find("sliderTrack_pace")->width();
     dragAcross(rig, "sliderTrack_pace", 0.5, -60);
     EXPECT_EQ(wizard->styleSliders().pace, 0.0);

@@ -111,7 +111,7 @@ SolidCard {
 
     ColumnLayout {
         objectName: "sliders"
-        visible: root.page.showSliders
+        visible: opacity > 0 // folds away once it has faded
         opacity: root.page.showSliders ? 1 : 0
         Behavior on opacity { NumberAnimation { duration: 200; easing.type: Easing.InOutQuad } }
         Layout.fillWidth: true
