@@ -263,6 +263,7 @@ TEST(ReviewSend, RemovingEveryCardAndSendingSendsAnEmptyList) {
     results.estimatedDuration = 15;
     wizard.pipeline()->setResults(results);
     wizard.advanceTo(int(MineStep::review));
+    QDir().mkpath(rig.home.paths().cacheDir); // made by the run that came before the review
     ReviewModel vm;
     vm.setWizard(&wizard);
     ASSERT_EQ(vm.count(), 2);
@@ -323,6 +324,7 @@ TEST(ProcessingPage, AWaitingRunShowsItsTurnAndKeepMiningLeavesItGoing) {
     WorkQueue::Turn other = holdTheTurn();
     wizard->startMining();
     ASSERT_TRUE(waitFor([&] { return rig.find("waitingForTurn") != nullptr; }));
+    QTest::qWait(400); // the page's entrance
     EXPECT_EQ(rig.text("creditsUsed"), "0.0 credits used");
 
     rig.click("cancelMining");
@@ -385,6 +387,7 @@ TEST(ReviewPage, ACardDraggedAndOneRemovedAreBuiltInTheirNewOrder) {
     // Open the first moment, hear it, remove it; the Delete key does nothing, hint or not.
     rig.click("segmentCard1");
     ASSERT_EQ(vm->expandedSegment(), 1);
+    QTest::qWait(300); // the card opens
     rig.click("previewSegment");
     EXPECT_EQ(players->calls, QStringList({"open " + rig.media, "seek 2", "play"}));
     rig.click("removeSegment");

@@ -87,7 +87,7 @@ Item {
                         id: line
                         required property string timestamp
                         required property string text
-                        required property string color
+                        required property string colorWord
                         width: lines.width
                         spacing: Theme.spacing8
                         Text {
@@ -99,7 +99,7 @@ Item {
                         Text {
                             Layout.fillWidth: true
                             text: line.text
-                            color: root.viewModel ? root.viewModel.colorOf(line.color) : Theme.textMuted
+                            color: root.viewModel ? root.viewModel.colorOf(line.colorWord) : Theme.textMuted
                             wrapMode: Text.Wrap
                             font: Theme.font("mono", 11)
                         }
