@@ -40,6 +40,12 @@ std::shared_ptr<LocalPipeline> AppServices::makePipeline() const {
     return LocalPipeline::create();
 }
 
+std::unique_ptr<AudioPlayer> AppServices::makeAudioPlayer() const {
+    if (m_set.makeAudioPlayer)
+        return m_set.makeAudioPlayer();
+    return std::make_unique<MultimediaAudioPlayer>();
+}
+
 QString AppServices::version() {
     return QLatin1String(Constants::App::version);
 }

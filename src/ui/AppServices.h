@@ -3,6 +3,7 @@
 // the desktop's URL opener. The application uses the shared instances; tests and the screen
 // renderer install their own before the first screen is made.
 
+#include "AudioPlayer.h"
 #include "core/LocalPipeline.h"
 #include "core/UrlOpener.h"
 #include "service/AuthManager.h"
@@ -38,6 +39,8 @@ public:
         // A pipeline with every step in place, one for each wizard; the application wires the
         // steps (tests and the renderer wire their own).
         std::function<std::shared_ptr<LocalPipeline>()> makePipeline = {};
+        // The Review page's preview sound; Qt Multimedia when unset.
+        std::function<std::unique_ptr<AudioPlayer>()> makeAudioPlayer = {};
     };
     static void install(Set services);
     static AppServices& instance();
@@ -47,6 +50,7 @@ public:
     UpdateManager* updates() const;
     PluginManager* plugins() const;
     std::shared_ptr<LocalPipeline> makePipeline() const;
+    std::unique_ptr<AudioPlayer> makeAudioPlayer() const;
     static QString version();
     static UrlOpener& opener() { return *UrlOpener::system(); }
 

@@ -10,6 +10,7 @@ Popup {
     property string title
     property string message
     property string confirmText: "OK"
+    property string cancelText: "Cancel" // the way back's words
     property bool destructive: false
     signal confirmed()
     signal cancelled()
@@ -52,7 +53,7 @@ Popup {
             spacing: Theme.spacing8
             SecondaryButton {
                 objectName: "dialogCancel"
-                text: "Cancel"
+                text: root.cancelText
                 onClicked: root.cancelled()
             }
             Loader {

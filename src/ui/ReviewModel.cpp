@@ -1,0 +1,261 @@
+#include "ReviewModel.h"
+
+#include "Theme.h"
+#include "core/Text.h"
+
+#include <cmath>
+
+namespace ondrel {
+
+QString reviewClockText(double seconds) {
+    const qint64 whole = qint64(std::trunc(seconds));
+    return QString::asprintf("%lld:%02lld", whole / 60, whole % 60);
+}
+
+QString reviewTotalsText(const QList<StorySegment>& segments) {
+    double total = 0;
+    for (const StorySegment& s : segments)
+        total += s.endTime - s.startTime;
+    return QStringLiteral("%1 segments · %2").arg(segments.size()).arg(reviewClockText(total));
+}
+
+QHash<QString, QColor> chapterColors(const QList<StorySegment>& segments) {
+    static const char* palette[] = {"e8440a", "0A84FF", "30D158", "FFD60A", "BF5AF2",
+                                    "FF375F", "64D2FF", "FF9F0A", "66D4CF", "5E5CE6"};
+    QHash<QString, QColor> colors;
+    for (const StorySegment& s : segments) {
+        if (!s.chapter || s.chapter->isEmpty() || colors.contains(*s.chapter))
+            continue;
+        colors.insert(*s.chapter, colorFromHex(QLatin1String(palette[colors.size() % 10])));
+    }
+    return colors;
+}
+
+ReviewModel::ReviewModel(QObject* parent)
+    : QAbstractListModel(parent) {
+    m_playbackTimer.setSingleShot(true);
+    connect(&m_playbackTimer, &QTimer::timeout, this, &ReviewModel::stopPlayback);
+}
+
+// Leaving the page ends the preview.
+ReviewModel::~ReviewModel() {
+    if (m_player)
+        m_player->stop();
+}
+
+int ReviewModel::rowCount(const QModelIndex& parent) const {
+    return parent.isValid() ? 0 : int(m_segments.size());
+}
+
+QVariant ReviewModel::data(const QModelIndex& index, int role) const {
+    if (!checkIndex(index, CheckIndexOption::IndexIsValid | CheckIndexOption::ParentIsInvalid))
+        return {};
+    const StorySegment& s = m_segments[index.row()];
+    switch (role) {
+    case SegmentIdRole:
+        return s.id();
+    case NumberRole:
+        return index.row() + 1;
+    case ChapterRole:
+        return s.chapter.value_or(QString());
+    case ChapterColorRole:
+        return m_colors.value(s.chapter.value_or(QString()), colorFromHex("8E8E93"));
+    case TimeRangeRole:
+        return QStringLiteral("[%1 → %2]").arg(reviewClockText(s.startTime), reviewClockText(s.endTime));
+    case DurationRole:
+        return QStringLiteral("%1s").arg(qint64(std::trunc(s.endTime - s.startTime)));
+    case TranscriptRole:
+        return s.transcript;
+    case TranslationRole:
+        return s.translation;
+    case ExpandedRole:
+        return m_expanded == s.id();
+    case PlayingRole:
+        return m_playing == s.id();
+    default:
+        return {};
+    }
+}
+
+QHash<int, QByteArray> ReviewModel::roleNames() const {
+    return {{SegmentIdRole, "segmentId"},   {NumberRole, "number"},
+            {ChapterRole, "chapter"},       {ChapterColorRole, "chapterColor"},
+            {TimeRangeRole, "timeRange"},   {DurationRole, "duration"},
+            {TranscriptRole, "transcript"}, {TranslationRole, "translation"},
+            {ExpandedRole, "expanded"},     {PlayingRole, "playing"}};
+}
+
+void ReviewModel::setWizard(MineView* wizard) {
+    if (wizard == m_wizard)
+        return;
+    const bool first = !m_wizard;
+    m_wizard = wizard;
+    emit wizardChanged();
+    if (first && wizard) {
+        const LocalPipeline* pipeline = wizard->pipeline();
+        load(pipeline->results() ? pipeline->results()->segments : QList<StorySegment>(),
+             pipeline->lastMediaPaths().value_or(QStringList()));
+    }
+}
+
+void ReviewModel::load(QList<StorySegment> segments, QStringList mediaPaths) {
+    stopPlayback();
+    beginResetModel();
+    m_segments = std::move(segments);
+    m_mediaPaths = std::move(mediaPaths);
+    m_colors = chapterColors(m_segments);
+    endResetModel();
+    emit countChanged();
+}
+
+void ReviewModel::rowsChangedFor(std::optional<qint64> id, int role) {
+    if (!id)
+        return;
+    for (int row = 0; row < m_segments.size(); ++row)
+        if (m_segments[row].id() == *id)
+            emit dataChanged(index(row), index(row), {role});
+}
+
+void ReviewModel::setExpanded(std::optional<qint64> id) {
+    if (id == m_expanded)
+        return;
+    const std::optional<qint64> old = std::exchange(m_expanded, id);
+    rowsChangedFor(old, ExpandedRole);
+    rowsChangedFor(m_expanded, ExpandedRole);
+}
+
+void ReviewModel::setPlaying(std::optional<qint64> id) {
+    if (id == m_playing)
+        return;
+    const std::optional<qint64> old = std::exchange(m_playing, id);
+    rowsChangedFor(old, PlayingRole);
+    rowsChangedFor(m_playing, PlayingRole);
+}
+
+void ReviewModel::toggleExpanded(qint64 id) {
+    setExpanded(m_expanded == id ? std::nullopt : std::optional<qint64>(id));
+}
+
+void ReviewModel::togglePlay(int row) {
+    if (row < 0 || row >= m_segments.size())
+        return;
+    const StorySegment segment = m_segments[row];
+    if (m_playing == segment.id()) {
+        stopPlayback();
+        return;
+    }
+    stopPlayback();
+    setPlaying(segment.id());
+
+    // Always the first source file, the segment's start taken as a position in it: exact for a
+    // single source, a simplification for several.
+    const QStringList paths = sortedPaths(m_mediaPaths);
+    if (paths.isEmpty())
+        return; // stays marked as playing until "Stop"
+    std::unique_ptr<AudioPlayer> player = AppServices::instance().makeAudioPlayer();
+    if (!player || !player->open(paths.first())) {
+        setPlaying(std::nullopt);
+        return;
+    }
+    const int generation = ++m_playGeneration;
+    connect(
+        player.get(), &AudioPlayer::failed, this,
+        [this, generation] {
+            if (generation == m_playGeneration && m_player)
+                stopPlayback();
+        },
+        Qt::QueuedConnection);
+    m_player = std::move(player);
+    m_player->seek(segment.startTime);
+    m_player->play();
+    m_playbackTimer.start(int(std::max(0.0, segment.endTime - segment.startTime) * 1000.0));
+}
+
+void ReviewModel::stopPlayback() {
+    if (m_player) {
+        m_player->stop();
+        m_player.reset();
+    }
+    ++m_playGeneration;
+    m_playbackTimer.stop();
+    setPlaying(std::nullopt);
+}
+
+void ReviewModel::remove(int row) {
+    if (row < 0 || row >= m_segments.size())
+        return;
+    if (m_playing == m_segments[row].id())
+        stopPlayback();
+    // The open card's id stays: it simply matches nothing any more.
+    beginRemoveRows({}, row, row);
+    m_segments.removeAt(row);
+    endRemoveRows();
+    recolour();
+    emit countChanged();
+}
+
+void ReviewModel::recolour() {
+    m_colors = chapterColors(m_segments);
+    if (!m_segments.isEmpty())
+        emit dataChanged(index(0), index(int(m_segments.size()) - 1), {NumberRole, ChapterColorRole});
+}
+
+void ReviewModel::startDrag(qint64 id) {
+    for (const StorySegment& s : std::as_const(m_segments)) {
+        if (s.id() == id) {
+            const bool was = m_dragging.has_value();
+            m_dragging = s;
+            if (!was)
+                emit isDraggingChanged();
+            return;
+        }
+    }
+}
+
+void ReviewModel::dragEntered(qint64 targetId) {
+    if (!m_dragging || m_dragging->id() == targetId)
+        return;
+    const auto indexOf = [this](qint64 id) -> int {
+        for (int row = 0; row < m_segments.size(); ++row)
+            if (m_segments[row].id() == id)
+                return row;
+        return -1;
+    };
+    const int from = indexOf(m_dragging->id());
+    const int to = indexOf(targetId);
+    if (from < 0 || to < 0)
+        return;
+    // Past the target when moving down, before it when moving up: either way it ends at `to`.
+    const int offset = from < to ? to + 1 : to;
+    beginMoveRows({}, from, from, {}, offset);
+    m_segments.move(from, to);
+    endMoveRows();
+    recolour();
+}
+
+void ReviewModel::endDrag() {
+    if (!m_dragging)
+        return;
+    m_dragging.reset();
+    emit isDraggingChanged();
+}
+
+void ReviewModel::reMine() {
+    stopPlayback();
+    if (m_wizard)
+        m_wizard->advanceTo(int(MineStep::style));
+}
+
+void ReviewModel::sendToResolve() {
+    stopPlayback();
+    if (m_wizard)
+        m_wizard->onSendToResolve(m_segments);
+}
+
+void ReviewModel::skipToExports() {
+    stopPlayback();
+    if (m_wizard)
+        m_wizard->advanceTo(int(MineStep::done));
+}
+
+} // namespace ondrel

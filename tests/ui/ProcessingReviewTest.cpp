@@ -1,0 +1,418 @@
+// The Processing and Review pages: their rules as plain tests (dots, facts, log colours, credits;
+// clock texts, chapter colours, live reorder, preview playback, removal, sending), then the pages
+// through their real QML against the wizard's fakes.
+#include "UiTestSupport.h"
+
+#include "core/WorkQueue.h"
+#include "ui/ProcessingModel.h"
+#include "ui/ReviewModel.h"
+#include "ui/Theme.h"
+
+#include <QAbstractItemModelTester>
+
+#include <QCoroTask>
+
+using namespace ondrel;
+using namespace ondrel::test;
+
+namespace {
+
+// What the preview asked of its players, in order.
+struct PlayerCalls {
+    QStringList calls;
+    bool refuseOpen = false;
+    QList<QPointer<AudioPlayer>> made;
+};
+
+class FakePlayer : public AudioPlayer {
+public:
+    explicit FakePlayer(std::shared_ptr<PlayerCalls> log)
+        : m_log(std::move(log)) {}
+    bool open(const QString& path) override {
+        m_log->calls << "open " + path;
+        return !m_log->refuseOpen;
+    }
+    void seek(double seconds) override { m_log->calls << "seek " + QString::number(seconds); }
+    void play() override { m_log->calls << "play"; }
+    void stop() override { m_log->calls << "stop"; }
+    void breakDown() { emit failed(); }
+
+private:
+    std::shared_ptr<PlayerCalls> m_log;
+};
+
+std::function<std::unique_ptr<AudioPlayer>()> fakePlayers(const std::shared_ptr<PlayerCalls>& log) {
+    return [log] {
+        auto player = std::make_unique<FakePlayer>(log);
+        log->made << player.get();
+        return player;
+    };
+}
+
+StorySegment segment(qint64 id, double start, double end, std::optional<QString> chapter = std::nullopt) {
+    return {id,        start,  end, QStringLiteral("A001.wav"), QStringLiteral("words %1").arg(id),
+            QString(), chapter};
+}
+
+QList<qint64> ids(const QList<StorySegment>& segments) {
+    QList<qint64> out;
+    for (const StorySegment& s : segments)
+        out << s.id();
+    return out;
+}
+
+// A review of four moments with a fake player, its model checked on every change.
+class Review : public ::testing::Test {
+protected:
+    std::shared_ptr<PlayerCalls> players = std::make_shared<PlayerCalls>();
+    ReviewModel model;
+    QAbstractItemModelTester tester{&model, QAbstractItemModelTester::FailureReportingMode::Fatal};
+
+    void SetUp() override {
+        AppServices::install({.makeAudioPlayer = fakePlayers(players)});
+        model.load({segment(1, 10, 15, "Roots"), segment(2, 20, 32.5, "Roots"), segment(3, 40, 40, "Sea"),
+                    segment(4, 50, 61)},
+                   {"/m/B.wav", "/m/A.wav"});
+    }
+    void TearDown() override { AppServices::install({}); }
+
+    bool playing(int row) const { return model.data(model.index(row), ReviewModel::PlayingRole).toBool(); }
+};
+
+} // namespace
+
+// ---- processing ------------------------------------------------------------------------------
+
+TEST(ProcessingRules, TheDotsCycleAndNeverGoEmpty) {
+    QString dots;
+    QStringList seen;
+    for (int i = 0; i < 7; ++i)
+        seen << (dots = nextDots(dots));
+    EXPECT_EQ(seen, QStringList({".", "..", "...", ".", "..", "...", "."}));
+
+    ProcessingModel vm;
+    EXPECT_EQ(vm.title(), "Mining in progress");
+    vm.tickDots();
+    EXPECT_EQ(vm.title(), "Mining in progress.");
+}
+
+TEST(ProcessingRules, TheTenthFactIsFollowedByTheFirst) {
+    ASSERT_EQ(FUN_FACTS().size(), 10);
+    ProcessingModel vm;
+    for (int i = 0; i < 9; ++i)
+        vm.tickFact();
+    EXPECT_EQ(vm.factText(), "Our translations come from the real transcript, never hallucinated");
+    vm.tickFact();
+    EXPECT_EQ(vm.currentFact(), 0);
+    EXPECT_EQ(vm.factText(), "Whisper supports 97 languages and dialects");
+}
+
+TEST(ProcessingRules, LogColoursAndTheCreditsLine) {
+    const Theme theme;
+    const struct {
+        const char* name;
+        QColor drawn;
+    } colours[] = {{"accent", theme.property("accent").value<QColor>()},
+                   {"green", theme.property("green").value<QColor>()},
+                   {"blue", theme.property("blue").value<QColor>()},
+                   {"dim", QColor::fromRgbF(0.35f, 0.35f, 0.35f)},
+                   {"muted", theme.property("textMuted").value<QColor>()},
+                   {"red", theme.property("textMuted").value<QColor>()},
+                   {"", theme.property("textMuted").value<QColor>()}};
+    for (const auto& c : colours)
+        EXPECT_EQ(logColor(c.name), c.drawn) << c.name;
+
+    EXPECT_EQ(creditsUsedText(0), "0.0 credits used");
+    EXPECT_EQ(creditsUsedText(0.37), "0.4 credits used");
+    EXPECT_EQ(creditsUsedText(1.0), "1.0 credits used");
+}
+
+// ---- review rules ----------------------------------------------------------------------------
+
+TEST(ReviewRules, ClockAndTotals) {
+    EXPECT_EQ(reviewClockText(0), "0:00");
+    EXPECT_EQ(reviewClockText(59.99), "0:59");
+    EXPECT_EQ(reviewClockText(61), "1:01");
+    EXPECT_EQ(reviewClockText(3725.5), "62:05");
+    EXPECT_EQ(reviewTotalsText({}), "0 segments · 0:00");
+    // The sum is cut once, not each segment: 12.6 + 12.6 reads 0:25.
+    EXPECT_EQ(reviewTotalsText({segment(1, 0, 12.6), segment(2, 20, 32.6)}), "2 segments · 0:25");
+}
+
+TEST(ReviewRules, ChapterColoursFollowThePresentOrderAndWrapAfterTen) {
+    QList<StorySegment> story;
+    for (int i = 0; i < 11; ++i)
+        story << segment(i, 0, 1, QStringLiteral("C%1").arg(i));
+    story << segment(20, 0, 1, QString()) << segment(21, 0, 1);
+    const QHash<QString, QColor> colors = chapterColors(story);
+    EXPECT_EQ(colors.size(), 11); // no entry for an empty or missing chapter
+    EXPECT_EQ(colors["C0"], colorFromHex("e8440a"));
+    EXPECT_EQ(colors["C1"], colorFromHex("0A84FF"));
+    EXPECT_EQ(colors["C9"], colorFromHex("5E5CE6"));
+    EXPECT_EQ(colors["C10"], colorFromHex("e8440a"));
+
+    // A reorder recolours.
+    std::swap(story[0], story[1]);
+    EXPECT_EQ(chapterColors(story)["C1"], colorFromHex("e8440a"));
+}
+
+// ---- review model ----------------------------------------------------------------------------
+
+TEST_F(Review, ACardMovesLiveWhereThePointerEntersAnother) {
+    const struct {
+        qint64 dragged, entered;
+        QList<qint64> after;
+    } cases[] = {
+        {1, 3, {2, 3, 1, 4}},                                             // down: past the entered card
+        {4, 2, {1, 4, 2, 3}},                                             // up: before it
+        {2, 3, {1, 3, 2, 4}}, {3, 2, {1, 3, 2, 4}}, {2, 2, {1, 2, 3, 4}}, // onto itself
+        {2, 9, {1, 2, 3, 4}},                                             // onto no card of the list
+    };
+    const QList<StorySegment> original = model.segments();
+    for (const auto& c : cases) {
+        SCOPED_TRACE(testing::Message() << c.dragged << " onto " << c.entered);
+        model.load(original, {});
+        model.startDrag(c.dragged);
+        model.dragEntered(c.entered);
+        EXPECT_EQ(ids(model.segments()), c.after);
+        model.endDrag();
+    }
+    // Nothing is dragged: an enter changes nothing.
+    model.load(original, {});
+    model.dragEntered(1);
+    EXPECT_EQ(ids(model.segments()), QList<qint64>({1, 2, 3, 4}));
+    // The numbers and the chapters' colours follow the new order.
+    model.startDrag(4);
+    model.dragEntered(1);
+    EXPECT_EQ(model.data(model.index(0), ReviewModel::NumberRole), 1);
+    EXPECT_EQ(model.data(model.index(0), ReviewModel::SegmentIdRole), 4);
+    EXPECT_EQ(model.data(model.index(0), ReviewModel::ChapterColorRole).value<QColor>(),
+              colorFromHex("8E8E93"));
+    EXPECT_EQ(model.data(model.index(1), ReviewModel::TimeRangeRole), "[0:10 → 0:15]");
+    EXPECT_EQ(model.data(model.index(2), ReviewModel::DurationRole), "12s");
+}
+
+TEST_F(Review, OnePreviewAtATimeFromTheFirstSortedFile) {
+    model.togglePlay(0);
+    EXPECT_TRUE(playing(0));
+    EXPECT_EQ(players->calls, QStringList({"open /m/A.wav", "seek 10", "play"}));
+
+    // Another card's preview ends the first.
+    players->calls.clear();
+    model.togglePlay(1);
+    EXPECT_EQ(players->calls, QStringList({"stop", "open /m/A.wav", "seek 20", "play"}));
+    EXPECT_FALSE(playing(0));
+    EXPECT_TRUE(playing(1));
+
+    // A second press stops it.
+    model.togglePlay(1);
+    EXPECT_FALSE(model.playingSegment());
+    EXPECT_EQ(players->calls.last(), "stop");
+}
+
+TEST_F(Review, APreviewEndsWithItsSegmentOrWhenItsFileFails) {
+    // A zero-length segment ends at once.
+    model.togglePlay(2);
+    EXPECT_TRUE(waitFor([&] { return !model.playingSegment(); }, 2000));
+    EXPECT_EQ(players->calls.last(), "stop");
+
+    // A file that can't be opened never plays.
+    players->refuseOpen = true;
+    model.togglePlay(0);
+    EXPECT_FALSE(model.playingSegment());
+    players->refuseOpen = false;
+
+    // One that breaks down later ends its preview.
+    model.togglePlay(3);
+    ASSERT_TRUE(playing(3));
+    static_cast<FakePlayer*>(players->made.last().data())->breakDown();
+    EXPECT_TRUE(waitFor([&] { return !model.playingSegment(); }, 2000));
+}
+
+TEST_F(Review, WithoutMediaThePreviewStaysOnUntilStop) {
+    model.load(model.segments(), {});
+    model.togglePlay(2); // zero length, and still it stays on: there is no timer without a file
+    QTest::qWait(30);
+    EXPECT_TRUE(playing(2));
+    EXPECT_TRUE(players->made.isEmpty());
+    model.togglePlay(2);
+    EXPECT_FALSE(model.playingSegment());
+}
+
+TEST_F(Review, RemovingThePlayingCardStopsTheSound) {
+    model.toggleExpanded(2);
+    model.togglePlay(1);
+    model.remove(1);
+    EXPECT_EQ(players->calls.last(), "stop");
+    EXPECT_FALSE(model.playingSegment());
+    EXPECT_EQ(ids(model.segments()), QList<qint64>({1, 3, 4}));
+    EXPECT_EQ(model.expandedSegment(), 2); // kept; it simply matches nothing now
+    EXPECT_EQ(model.totalsText(), "3 segments · 0:16");
+
+    // Another card's removal leaves a preview alone.
+    model.togglePlay(0);
+    model.remove(2);
+    EXPECT_TRUE(playing(0));
+}
+
+TEST(ReviewSend, RemovingEveryCardAndSendingSendsAnEmptyList) {
+    WizardRig rig;
+    MineView wizard;
+    MiningResults results;
+    results.segments = {segment(1, 2, 9, "Opening"), segment(2, 12, 20)};
+    results.estimatedDuration = 15;
+    wizard.pipeline()->setResults(results);
+    wizard.advanceTo(int(MineStep::review));
+    QDir().mkpath(rig.home.paths().cacheDir); // made by the run that came before the review
+    ReviewModel vm;
+    vm.setWizard(&wizard);
+    ASSERT_EQ(vm.count(), 2);
+    vm.remove(0);
+    vm.remove(0);
+    EXPECT_EQ(vm.totalsText(), "0 segments · 0:00");
+    vm.sendToResolve();
+
+    EXPECT_EQ(wizard.currentStep(), MineStep::done);
+    ASSERT_TRUE(wizard.pipeline()->results());
+    EXPECT_TRUE(wizard.pipeline()->results()->segments.isEmpty());
+    EXPECT_EQ(wizard.pipeline()->results()->estimatedDuration, 0);
+    const QString file = rig.home.paths().cacheDir + "/segments.json";
+    ASSERT_TRUE(waitFor([&] { return QFileInfo::exists(file); }));
+    EXPECT_EQ(Json::parse(readFile(file).toStdString()), Json::array());
+    EXPECT_TRUE(waitFor([&] { return !WorkQueue::shared().isBusy(); }, 30000));
+}
+
+// ---- the pages through their QML -------------------------------------------------------------
+
+namespace {
+
+WorkQueue::Turn holdTheTurn() {
+    return QCoro::waitFor(
+        []() -> QCoro::Task<WorkQueue::Turn> { co_return co_await WorkQueue::shared().take(); }());
+}
+
+QPoint centreOf(QQuickItem* item) {
+    return item->mapToScene(QPointF(item->width() / 2, item->height() / 2)).toPoint();
+}
+
+// Presses on one card, moves the pointer in steps onto another, lets go.
+void dragCard(QuickRig& rig, const QString& from, const QString& to) {
+    QQuickItem* a = rig.find(from);
+    QQuickItem* b = rig.find(to);
+    ASSERT_TRUE(a && b) << from.toStdString() << " " << to.toStdString();
+    const QPoint start = centreOf(a);
+    const QPoint end = from == to ? start + QPoint(0, 15) : centreOf(b);
+    QTest::mousePress(&rig.window, Qt::LeftButton, {}, start);
+    for (int i = 1; i <= 12; ++i) {
+        QTest::mouseMove(&rig.window, start + (end - start) * i / 12);
+        QTest::qWait(25);
+    }
+    QTest::mouseRelease(&rig.window, Qt::LeftButton, {}, end);
+    QTest::qWait(300);
+}
+
+} // namespace
+
+TEST(ProcessingPage, AWaitingRunShowsItsTurnAndKeepMiningLeavesItGoing) {
+    WizardRig rig;
+    MineView* wizard = rig.openWizard();
+    wizard->setSelectedTimelineText(WizardRig::kTimeline);
+    wizard->advanceTo(int(MineStep::style));
+    wizard->advanceTo(int(MineStep::mining));
+
+    // Another run of the application holds the turn: this one waits and says so.
+    WorkQueue::Turn other = holdTheTurn();
+    wizard->startMining();
+    ASSERT_TRUE(waitFor([&] { return rig.find("waitingForTurn") != nullptr; }));
+    QTest::qWait(400); // the page's entrance
+    EXPECT_EQ(rig.text("creditsUsed"), "0.0 credits used");
+
+    rig.click("cancelMining");
+    ASSERT_TRUE(waitFor([&] { return rig.find("dialogCancel") != nullptr; }));
+    EXPECT_EQ(rig.text("dialogCancel"), "Keep Mining");
+    rig.click("dialogCancel");
+    EXPECT_TRUE(waitFor([&] { return rig.find("dialogCancel") == nullptr; }));
+    EXPECT_EQ(wizard->currentStep(), MineStep::mining);
+
+    // The run goes on once its turn comes; its log lines reach the console, which follows them.
+    other.release();
+    ASSERT_TRUE(waitFor([&] { return wizard->pipeline()->logs().size() > 3; }, 30000));
+    EXPECT_FALSE(rig.find("waitingForTurn"));
+    for (int i = 0; i < 60; ++i)
+        wizard->pipeline()->log(QStringLiteral("line %1").arg(i), "dim");
+    QQuickItem* console = rig.find("console");
+    ASSERT_TRUE(console);
+    EXPECT_TRUE(waitFor([&] { return console->property("atYEnd").toBool(); }));
+    ASSERT_TRUE(waitFor([&] { return wizard->currentStep() == MineStep::review; }, 60000))
+        << wizard->pipeline()->errorMessageText().toStdString();
+}
+
+TEST(ReviewPage, ACardDraggedAndOneRemovedAreBuiltInTheirNewOrder) {
+    WizardRig rig;
+    const QByteArray story =
+        R"({"segments":[{"index":1,"startTime":2,"endTime":9,"sourceClip":"source","transcript":"hola a todos",)"
+        R"("translation":"hello everyone","chapter":"Opening"},{"index":2,"startTime":12,"endTime":20,)"
+        R"("sourceClip":"source","transcript":"nací en el mar","translation":"I was born by the sea",)"
+        R"("chapter":"Roots"},{"index":3,"startTime":24,"endTime":32,"sourceClip":"source","transcript":"vuelvo",)"
+        R"("translation":"I come back","chapter":"Return"}],"structure":{"acts":[{"name":"Opening","segments":[1]}]},)"
+        R"("subtitles":[],"estimatedDuration":23})";
+    rig.services.answerAlways(
+        "/v1/messages", {200,
+                         QByteArray::fromStdString(
+                             Json{{"content", {{{"type", "text"}, {"text", story.toStdString()}}}}}.dump()),
+                         "application/json"});
+    auto players = std::make_shared<PlayerCalls>();
+    AppServices::install(
+        {.makePipeline = [&rig] { return makePipeline(rig.env); }, .makeAudioPlayer = fakePlayers(players)});
+
+    MineView* wizard = rig.openWizard();
+    wizard->setSelectedTimelineText(WizardRig::kTimeline);
+    wizard->advanceTo(int(MineStep::style));
+    wizard->advanceTo(int(MineStep::mining));
+    wizard->startMining();
+    ASSERT_TRUE(waitFor([&] { return wizard->currentStep() == MineStep::review; }, 60000))
+        << wizard->pipeline()->errorMessageText().toStdString();
+    ASSERT_TRUE(waitFor([&] { return rig.find("segmentCard3") != nullptr; }));
+    QTest::qWait(400); // the page's entrance
+    auto* vm = rig.screen->findChild<ReviewModel*>();
+    ASSERT_TRUE(vm);
+    ASSERT_EQ(ids(vm->segments()), QList<qint64>({1, 2, 3}));
+
+    dragCard(rig, "segmentCard3", "segmentCard1");
+    EXPECT_EQ(ids(vm->segments()), QList<qint64>({3, 1, 2}));
+    dragCard(rig, "segmentCard2", "segmentCard2");
+    EXPECT_EQ(ids(vm->segments()), QList<qint64>({3, 1, 2}));
+    EXPECT_FALSE(vm->expandedSegment()) << "a drag is no tap";
+
+    // Open the first moment, hear it, remove it; the Delete key does nothing, hint or not.
+    rig.click("segmentCard1");
+    ASSERT_EQ(vm->expandedSegment(), 1);
+    QTest::qWait(300); // the card opens
+    rig.click("previewSegment");
+    EXPECT_EQ(players->calls, QStringList({"open " + rig.media, "seek 2", "play"}));
+    rig.click("removeSegment");
+    EXPECT_EQ(players->calls.last(), "stop");
+    QTest::keyClick(&rig.window, Qt::Key_Delete);
+    EXPECT_EQ(ids(vm->segments()), QList<qint64>({3, 2}));
+    EXPECT_EQ(rig.text("reviewTotals"), "2 segments · 0:16");
+
+    const QString before = wizard->pipeline()->buildResultText();
+    rig.click("sendToResolve");
+    EXPECT_EQ(wizard->currentStep(), MineStep::done);
+    EXPECT_EQ(ids(wizard->pipeline()->results()->segments), QList<qint64>({3, 2}));
+    EXPECT_EQ(wizard->pipeline()->results()->estimatedDuration, 16);
+    ASSERT_TRUE(waitFor([&] { return !WorkQueue::shared().isBusy(); }, 60000));
+
+    const Json written = Json::parse(readFile(rig.home.paths().cacheDir + "/segments.json").toStdString());
+    ASSERT_EQ(written.size(), 2u);
+    EXPECT_EQ(written[0]["index"], 3);
+    EXPECT_EQ(written[1]["index"], 2);
+    // The newest timeline in the fake Resolve holds moment 3 (from 24 s) before moment 2 (from 12 s).
+    const Json state = Json::parse(readFile(rig.home.resolveStateFile()).toStdString());
+    const Json& timelines = state["projects"]["Interviews"]["timelines"];
+    ASSERT_GE(timelines.size(), 3u) << "the source, the run's build and the edited build";
+    const Json& items = timelines.back()["tracks"]["audio"][0];
+    ASSERT_EQ(items.size(), 2u) << timelines.back().dump();
+    EXPECT_GT(items[0]["sourceStart"].get<double>(), items[1]["sourceStart"].get<double>());
+    EXPECT_NE(wizard->pipeline()->buildResultText(), before);
+}
