@@ -1,6 +1,7 @@
 #include "AuditModel.h"
 
 #include "Theme.h"
+#include "analysis/AnswerText.h"
 #include "export/ExportBundle.h"
 
 #include <cmath>
@@ -192,7 +193,7 @@ void AuditModel::setReport(const AuditReport& report) {
 }
 
 QString AuditModel::coverageText() const {
-    return QString::asprintf("%.1f%%", m_report.coveragePercent);
+    return formatFixed(m_report.coveragePercent, 1) + u'%';
 }
 
 // Coverage and confidence draw their lines at different heights on purpose.
@@ -206,7 +207,7 @@ QString AuditModel::usedText() const {
 }
 
 QString AuditModel::unusedText() const {
-    return QString::asprintf("%.1f%%", 100.0 - m_report.coveragePercent);
+    return formatFixed(100.0 - m_report.coveragePercent, 1) + u'%';
 }
 
 QString AuditModel::confidenceText() const {

@@ -1,6 +1,6 @@
 // The Done page: its structure bar, the media list the exporters get, the end of a build in
 // Resolve, the export buttons, and a whole run built again from the page through its real QML.
-#include "UiTestSupport.h"
+#include "DoneAuditSupport.h"
 
 #include "ui/DoneModel.h"
 #include "ui/Theme.h"
@@ -213,13 +213,13 @@ TEST(DonePage, AMinedStoryIsBuiltAgainExportedAndRatedFromThePage) {
     ASSERT_EQ(builtByTheRun, 1);
 
     wizard->advanceTo(int(MineStep::done));
-    ASSERT_TRUE(waitFor([&] { return rig.find("buildTimeline") != nullptr; }));
+    ASSERT_TRUE(waitForSettledPages(rig));
     EXPECT_EQ(rig.text("doneSummary"), "2 story moments · 0:15");
     EXPECT_FALSE(rig.find("buildStatus")) << "the run's outcome isn't the page's";
     EXPECT_FALSE(rig.find("magicModeCard"));
     EXPECT_EQ(rig.find("statActs")->property("text").toString(), "2");
 
-    rig.click("buildTimeline");
+    revealAndClick(rig, "buildTimeline");
     EXPECT_EQ(rig.text("buildTimeline"), "Building in Resolve...");
     ASSERT_TRUE(waitFor([&] { return rig.find("buildStatus") != nullptr; }, 30000));
     EXPECT_EQ(rig.text("buildStatus"), wizard->pipeline()->buildResultText());
@@ -229,15 +229,15 @@ TEST(DonePage, AMinedStoryIsBuiltAgainExportedAndRatedFromThePage) {
 
     // The run wrote the bundle: its subtitles are shown; an EDL is written on demand and shown.
     const QString dir = wizard->pipeline()->lastExportDirText();
-    rig.click("exportFile0");
-    rig.click("exportEdl");
+    revealAndClick(rig, "exportFile0");
+    revealAndClick(rig, "exportEdl");
     EXPECT_EQ(rig.opener.shown, (QStringList{dir + "/subtitles.srt", dir + "/story_edit.edl"}));
     EXPECT_TRUE(readFile(dir + "/story_edit.edl").contains("interview"));
 
-    rig.click("rateNeedsWork");
-    rig.click("rateGood");
+    revealAndClick(rig, "rateNeedsWork");
+    revealAndClick(rig, "rateGood");
     EXPECT_EQ(wizard->rating(), 1);
-    rig.click("reviewSegments");
+    revealAndClick(rig, "reviewSegments");
     EXPECT_EQ(wizard->currentStep(), MineStep::review);
     EXPECT_EQ(wizard->rating(), 1) << "the verdict outlives the page";
 }
