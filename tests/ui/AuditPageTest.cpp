@@ -62,6 +62,36 @@ TEST(AuditModel, FiguresAsTheyRead) {
     EXPECT_DOUBLE_EQ(vm.coverageShare(), 1.1225);
 }
 
+TEST(AuditModel, RedundanciesAndAlternatesByTheirRoleNames) {
+    AuditModel vm;
+    QAbstractItemModelTester redundancyTester(vm.redundancies(),
+                                              QAbstractItemModelTester::FailureReportingMode::Fatal);
+    QAbstractItemModelTester alternateTester(vm.alternates(),
+                                             QAbstractItemModelTester::FailureReportingMode::Fatal);
+    AuditReport report;
+    report.redundancies = {{44, 61, 150, 166.9, "Told twice"}};
+    report.alternates = {{301, 326, 410, 432, "Said better", "Warmer"}};
+    vm.setReport(report);
+
+    // What the cards read, looked up by the names the page binds to.
+    const auto byName = [](QAbstractItemModel* model, const QByteArray& name) {
+        const int role = model->roleNames().key(name, -1);
+        EXPECT_NE(role, -1) << name.constData();
+        return model->data(model->index(0, 0), role).toString();
+    };
+    EXPECT_EQ(byName(vm.redundancies(), "topic"), "Told twice");
+    EXPECT_EQ(byName(vm.redundancies(), "firstRange"), "[0:44 → 1:01]");
+    EXPECT_EQ(byName(vm.redundancies(), "secondRange"), "[2:30 → 2:46]");
+    EXPECT_EQ(byName(vm.alternates(), "alternateText"), "Said better");
+    EXPECT_EQ(byName(vm.alternates(), "reason"), "Warmer");
+    EXPECT_EQ(byName(vm.alternates(), "currentRange"), "[5:01 → 5:26]");
+    EXPECT_EQ(byName(vm.alternates(), "betterRange"), "[6:50 → 7:12]");
+
+    vm.setReport({});
+    EXPECT_EQ(vm.redundancies()->rowCount(), 0);
+    EXPECT_EQ(vm.alternateCount(), 0);
+}
+
 TEST(AuditModel, GoldOpensOneAtATimeAndItsMarksCountInTheButton) {
     AuditModel vm;
     AuditGoldModel& gold = *vm.gold();

@@ -135,6 +135,8 @@ TEST(DoneModel, EveryBuildOutcomeEndsTheBuildingTheSameTextIncluded) {
     p->setBuildResult(QStringLiteral("✓ 5/5 clips appended")); // the run's own build: shown as it arrives
     EXPECT_EQ(f.vm.buildStatusText(), "✓ 5/5 clips appended");
     EXPECT_EQ(f.vm.summaryText(), "2 story moments · 61:40");
+    EXPECT_FALSE(f.vm.hasStructure());
+    EXPECT_EQ(f.vm.actCount(), 0);
 
     for (int attempt = 0; attempt < 2; ++attempt) {
         SCOPED_TRACE(attempt);

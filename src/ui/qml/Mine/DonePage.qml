@@ -24,15 +24,19 @@ ScreenColumn {
             Layout.alignment: Qt.AlignHCenter
             burst: vm.showConfetti
         }
+        // Filling the width lets the column stretch: a layout of fixed-width children alone
+        // would be no wider than they are, and the celebration would sit at the left.
         Text {
-            Layout.alignment: Qt.AlignHCenter
+            Layout.fillWidth: true
+            horizontalAlignment: Text.AlignHCenter
             text: "We found gems! 💎"
             color: Theme.foreground
             font: Theme.font("title")
         }
         Text {
             objectName: "doneSummary"
-            Layout.alignment: Qt.AlignHCenter
+            Layout.fillWidth: true
+            horizontalAlignment: Text.AlignHCenter
             text: vm.summaryText
             color: Theme.textMuted
             font: Theme.font("callout")
@@ -50,7 +54,9 @@ ScreenColumn {
             implicitHeight: 46
             text: vm.isBuilding ? "Building in Resolve..." : "Build Timeline in Resolve"
             busy: vm.isBuilding
+            // Inert while building, but drawn at full strength: it is busy, not unavailable.
             enabled: !vm.isBuilding
+            opacity: 1
             leading: Component { PixelGemView { color: "white"; size: 14 } }
             onClicked: vm.build()
         }
@@ -74,6 +80,7 @@ ScreenColumn {
         DoneTintButton {
             objectName: "reviewSegments"
             Layout.fillWidth: true
+            Layout.preferredWidth: 1
             text: "Review Segments"
             symbol: "list.bullet"
             tint: Theme.foreground
@@ -83,6 +90,7 @@ ScreenColumn {
         DoneTintButton {
             objectName: "remine"
             Layout.fillWidth: true
+            Layout.preferredWidth: 1
             text: "Re-mine"
             symbol: "paintbrush"
             tint: Theme.accent
@@ -277,6 +285,7 @@ ScreenColumn {
                     required property bool exists
                     objectName: "exportFile" + index
                     Layout.fillWidth: true
+                    Layout.preferredWidth: 1
                     iconSymbol: symbol
                     title: label
                     caption: fileName
@@ -292,6 +301,7 @@ ScreenColumn {
             DoneExportTile {
                 objectName: "exportFcpxml"
                 Layout.fillWidth: true
+                Layout.preferredWidth: 1
                 iconSymbol: "film.stack"
                 title: "FCPXML"
                 caption: "FCP + Resolve"
@@ -300,6 +310,7 @@ ScreenColumn {
             DoneExportTile {
                 objectName: "exportEdl"
                 Layout.fillWidth: true
+                Layout.preferredWidth: 1
                 iconSymbol: "list.bullet.rectangle"
                 title: "EDL"
                 caption: "Universal"
