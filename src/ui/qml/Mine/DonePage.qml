@@ -228,11 +228,12 @@ ScreenColumn {
             rowSpacing: Theme.spacing8
             columnSpacing: Theme.spacing8
             Repeater {
+                // The symbol last on each line: the icon check reads a line from "symbol:" on.
                 model: [
-                    { symbol: "film", caption: "Segments", value: String(vm.segmentCount) },
-                    { symbol: "text.bubble", caption: "Subtitles", value: String(vm.subtitleCount) },
-                    { symbol: "clock", caption: "Duration", value: vm.durationText },
-                    { symbol: "list.number", caption: "Acts", value: String(vm.actCount) }
+                    { caption: "Segments", value: String(vm.segmentCount), symbol: "film" },
+                    { caption: "Subtitles", value: String(vm.subtitleCount), symbol: "text.bubble" },
+                    { caption: "Duration", value: vm.durationText, symbol: "clock" },
+                    { caption: "Acts", value: String(vm.actCount), symbol: "list.number" }
                 ]
                 Rectangle {
                     required property int index
