@@ -7,6 +7,9 @@ namespace ondrel {
 class DesktopUrlOpener : public UrlOpener {
 public:
     void openUrl(const QUrl& url) override;
+    // The file manager with the file selected: on Linux through the freedesktop FileManager1
+    // service, on macOS through Finder; the folder alone when neither answers.
+    void showInFileViewer(const QString& path) override;
 };
 
 } // namespace ondrel

@@ -1,0 +1,245 @@
+// The Done page: its structure bar, the media list the exporters get, the end of a build in
+// Resolve, the export buttons, and a whole run built again from the page through its real QML.
+#include "DoneAuditSupport.h"
+
+#include "ui/DoneModel.h"
+#include "ui/Theme.h"
+
+#include <QAbstractItemModelTester>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+
+using namespace ondrel;
+using namespace ondrel::test;
+
+namespace {
+
+StorySegment segment(double start, double end, const QString& clip = QStringLiteral("A001.mov")) {
+    StorySegment s;
+    s.startTime = start;
+    s.endTime = end;
+    s.sourceClip = clip;
+    return s;
+}
+
+// A wizard over a pipeline without steps: a build starts and does nothing, so the test assigns
+// the outcome itself.
+struct DoneFixture {
+    TestHome home;
+    RecordingOpener opener;
+    std::unique_ptr<MineView> wizard;
+    DoneModel vm;
+
+    DoneFixture() {
+        AppServices::install(
+            {.makePipeline = [this] { return LocalPipeline::create(home.pipelineEnvironment()); }});
+        UrlOpener::setDefault(&opener);
+        wizard = std::make_unique<MineView>();
+        MiningResults r;
+        r.segments = {segment(0, 10), segment(20, 25)};
+        r.estimatedDuration = 3700;
+        wizard->pipeline()->setResults(r);
+        vm.setWizard(wizard.get());
+    }
+    ~DoneFixture() {
+        UrlOpener::setDefault(nullptr);
+        AppServices::install({});
+    }
+};
+
+} // namespace
+
+TEST(DoneActs, DurationsTicksAndColoursOfTheActs) {
+    MiningResults r;
+    r.segments = {segment(0, 10), segment(10, 14), segment(14, 15)};
+    QList<qint64> many;
+    for (qint64 i = 0; i < 31; ++i)
+        many << 2;
+    r.structure.acts = {{"Open", {0, 1}}, {"Past the end", {3, 99, -1}},
+                        {"Many", many},   {"Four", {}},
+                        {"Five", {}},     {"Six", {1}}};
+    DoneActsModel model;
+    QAbstractItemModelTester tester(&model, QAbstractItemModelTester::FailureReportingMode::Fatal);
+    model.setResults(r);
+    model.setAvailableWidth(400);
+
+    struct Row {
+        double duration;
+        qint64 count;
+        int ticks;
+        QString overflow;
+        QColor color;
+    } expected[] = {{14, 2, 2, "", colorFromHex("e8440a")},     {0, 3, 3, "", colorFromHex("0A84FF")},
+                    {31, 31, 30, "+1", colorFromHex("30D158")}, {0, 0, 0, "", colorFromHex("FFD60A")},
+                    {0, 0, 0, "", colorFromHex("BF5AF2")},      {4, 1, 1, "", colorFromHex("e8440a")}};
+    ASSERT_EQ(model.rowCount(), 6);
+    for (int i = 0; i < 6; ++i) {
+        SCOPED_TRACE(i);
+        const QModelIndex index = model.index(i);
+        EXPECT_DOUBLE_EQ(model.acts()[i].duration, expected[i].duration);
+        EXPECT_EQ(model.data(index, DoneActsModel::CountRole).toLongLong(), expected[i].count);
+        EXPECT_EQ(model.data(index, DoneActsModel::TicksRole).toInt(), expected[i].ticks);
+        EXPECT_EQ(model.data(index, DoneActsModel::OverflowTextRole).toString(), expected[i].overflow);
+        EXPECT_EQ(model.data(index, DoneActsModel::ColorRole).value<QColor>(), expected[i].color);
+    }
+    // 49 seconds share 400 pixels; the acts without a second keep the least width.
+    EXPECT_DOUBLE_EQ(model.data(model.index(2), DoneActsModel::BlockWidthRole).toDouble(), 400.0 * 31 / 49);
+    EXPECT_DOUBLE_EQ(model.data(model.index(1), DoneActsModel::BlockWidthRole).toDouble(),
+                     DoneActsModel::kLeastWidth);
+}
+
+TEST(DoneActs, ActsWithoutDurationCountOneSecondInAllAndTakeTheLeastWidth) {
+    const QList<DoneActsModel::Act> zero = {{"A", 1, 0, {}}, {"B", 2, 0, {}}};
+    EXPECT_EQ(DoneActsModel::blockWidths(zero, 500),
+              (QList<qreal>{DoneActsModel::kLeastWidth, DoneActsModel::kLeastWidth}));
+    // Half a second in all still counts as one: the block fills only half the bar.
+    const QList<DoneActsModel::Act> half = {{"A", 1, 0.5, {}}};
+    EXPECT_EQ(DoneActsModel::blockWidths(half, 500), QList<qreal>{250});
+}
+
+TEST(DoneMedia, ProbedFilesStandInsAndPlaceholders) {
+    MiningResults r;
+    r.segments = {segment(0, 1, "cam.mov"), segment(1, 2, "boom.wav"), segment(2, 3, "cam.mov")};
+
+    // No paths: one placeholder per distinct source clip, in story order.
+    for (const std::optional<QStringList>& none :
+         {std::optional<QStringList>(), std::optional<QStringList>(QStringList())}) {
+        const QList<MediaFileInfo> dummy = DoneModel::generateMediaFileInfo(r, none, {});
+        ASSERT_EQ(dummy.size(), 2);
+        EXPECT_EQ(dummy[0], MediaFileInfo("/path/to/cam.mov", "cam.mov", 3600, std::nullopt, 24, true, true));
+        EXPECT_EQ(dummy[1].path, "/path/to/boom.wav");
+    }
+
+    // Paths without probes: an hour each, video by the extension whatever its case.
+    ProbeResult probe;
+    probe.filename = "B.wav";
+    probe.duration = 61.5;
+    probe.startTimecode = "01:00:00:00";
+    probe.hasAudio = true;
+    probe.codec = "pcm_s24le";
+    const QStringList paths = {"/m/A.MOV", "/m/b.wav", "/m/c.mp4", "/m/B.wav"};
+    const QList<MediaFileInfo> files = DoneModel::generateMediaFileInfo(r, paths, {{"B.wav", probe}});
+    ASSERT_EQ(files.size(), 4);
+    EXPECT_EQ(files[0], MediaFileInfo("/m/A.MOV", "A.MOV", 3600, std::nullopt, 24, true, true));
+    EXPECT_EQ(files[1], MediaFileInfo("/m/b.wav", "b.wav", 3600, std::nullopt, 24, false, true));
+    EXPECT_TRUE(files[2].hasVideo);
+    // A probe without a frame rate counts as 24.
+    EXPECT_EQ(files[3],
+              MediaFileInfo("/m/B.wav", "B.wav", 61.5, "01:00:00:00", 24, false, true, "pcm_s24le"));
+}
+
+TEST(DoneModel, EveryBuildOutcomeEndsTheBuildingTheSameTextIncluded) {
+    DoneFixture f;
+    LocalPipeline* p = f.wizard->pipeline();
+    p->setBuildResult(QStringLiteral("✓ 5/5 clips appended")); // the run's own build: shown as it arrives
+    EXPECT_EQ(f.vm.buildStatusText(), "✓ 5/5 clips appended");
+    EXPECT_EQ(f.vm.summaryText(), "2 story moments · 61:40");
+    EXPECT_FALSE(f.vm.hasStructure());
+    EXPECT_EQ(f.vm.actCount(), 0);
+
+    for (int attempt = 0; attempt < 2; ++attempt) {
+        SCOPED_TRACE(attempt);
+        f.vm.build();
+        EXPECT_TRUE(f.vm.isBuilding());
+        EXPECT_FALSE(f.vm.hasBuildStatus());
+        p->setBuildResult(QStringLiteral("✓ 5/5 clips appended"));
+        EXPECT_FALSE(f.vm.isBuilding());
+        EXPECT_EQ(f.vm.buildStatusText(), "✓ 5/5 clips appended");
+        EXPECT_FALSE(f.vm.buildFailed());
+    }
+    f.vm.build();
+    p->setBuildResult(QStringLiteral("✗ Timeline not found"));
+    EXPECT_FALSE(f.vm.isBuilding());
+    EXPECT_TRUE(f.vm.buildFailed());
+}
+
+TEST(DoneModel, ExportsActOnlyWithAFolderAndShowWhatTheyWrite) {
+    DoneFixture f;
+    LocalPipeline* p = f.wizard->pipeline();
+    DoneExportFilesModel& files = *f.vm.exportFiles();
+    QAbstractItemModelTester tester(&files, QAbstractItemModelTester::FailureReportingMode::Fatal);
+
+    // No folder: nothing is written, shown or opened.
+    f.vm.showExportFile(0);
+    f.vm.exportFcpxml();
+    f.vm.exportEdl();
+    f.vm.openExportFolder();
+    EXPECT_TRUE(f.opener.shown.isEmpty());
+    EXPECT_TRUE(f.opener.opened.isEmpty());
+    EXPECT_FALSE(f.vm.hasExportDir());
+
+    const QString dir = f.home.path() + "/exports/Cut";
+    QDir().mkpath(dir);
+    writeFile(dir + "/subtitles.srt", "1\n");
+    p->setLastExportDir(dir);
+    EXPECT_TRUE(files.data(files.index(0), DoneExportFilesModel::ExistsRole).toBool());
+    EXPECT_FALSE(files.data(files.index(1), DoneExportFilesModel::ExistsRole).toBool());
+
+    f.vm.showExportFile(1); // transcript.txt isn't there
+    EXPECT_TRUE(f.opener.shown.isEmpty());
+    f.vm.showExportFile(0);
+    f.vm.exportFcpxml();
+    f.vm.exportEdl();
+    f.vm.openExportFolder();
+    EXPECT_EQ(f.opener.shown,
+              (QStringList{dir + "/subtitles.srt", dir + "/story_edit.fcpxml", dir + "/story_edit.edl"}));
+    EXPECT_EQ(f.opener.opened, QList<QUrl>{QUrl::fromLocalFile(dir)});
+    // Without media paths the clips are the placeholders.
+    EXPECT_TRUE(readFile(dir + "/story_edit.edl").contains("A001"));
+    EXPECT_TRUE(readFile(dir + "/story_edit.fcpxml").contains("file:///path/to/A001.mov"));
+}
+
+namespace {
+
+int builtTimelines(const QString& stateFile) {
+    const QJsonObject state = QJsonDocument::fromJson(readFile(stateFile)).object();
+    int n = 0;
+    for (const QJsonValue& project : state["projects"].toObject())
+        for (const QJsonValue& t : project.toObject()["timelines"].toArray())
+            n += t.toObject()["name"].toString().startsWith("Ondrel Build") ? 1 : 0;
+    return n;
+}
+
+} // namespace
+
+TEST(DonePage, AMinedStoryIsBuiltAgainExportedAndRatedFromThePage) {
+    WizardRig rig;
+    MineView* wizard = rig.openWizard();
+    wizard->setSelectedTimelineText(WizardRig::kTimeline);
+    wizard->advanceTo(int(MineStep::mining));
+    wizard->startMining();
+    ASSERT_TRUE(waitFor([&] { return wizard->currentStep() == MineStep::review; }, 60000))
+        << wizard->pipeline()->errorMessageText().toStdString();
+    const int builtByTheRun = builtTimelines(rig.home.resolveStateFile());
+    ASSERT_EQ(builtByTheRun, 1);
+
+    wizard->advanceTo(int(MineStep::done));
+    ASSERT_TRUE(waitForSettledPages(rig));
+    EXPECT_EQ(rig.text("doneSummary"), "2 story moments · 0:15");
+    EXPECT_FALSE(rig.find("buildStatus")) << "the run's outcome isn't the page's";
+    EXPECT_FALSE(rig.find("magicModeCard"));
+    EXPECT_EQ(rig.find("statActs")->property("text").toString(), "2");
+
+    revealAndClick(rig, "buildTimeline");
+    EXPECT_EQ(rig.text("buildTimeline"), "Building in Resolve...");
+    ASSERT_TRUE(waitFor([&] { return rig.find("buildStatus") != nullptr; }, 30000));
+    EXPECT_EQ(rig.text("buildStatus"), wizard->pipeline()->buildResultText());
+    EXPECT_TRUE(rig.text("buildStatus").startsWith("✓")) << rig.text("buildStatus").toStdString();
+    EXPECT_EQ(rig.text("buildTimeline"), "Build Timeline in Resolve");
+    EXPECT_EQ(builtTimelines(rig.home.resolveStateFile()), builtByTheRun + 1);
+
+    // The run wrote the bundle: its subtitles are shown; an EDL is written on demand and shown.
+    const QString dir = wizard->pipeline()->lastExportDirText();
+    revealAndClick(rig, "exportFile0");
+    revealAndClick(rig, "exportEdl");
+    EXPECT_EQ(rig.opener.shown, (QStringList{dir + "/subtitles.srt", dir + "/story_edit.edl"}));
+    EXPECT_TRUE(readFile(dir + "/story_edit.edl").contains("interview"));
+
+    revealAndClick(rig, "rateNeedsWork");
+    revealAndClick(rig, "rateGood");
+    EXPECT_EQ(wizard->rating(), 1);
+    revealAndClick(rig, "reviewSegments");
+    EXPECT_EQ(wizard->currentStep(), MineStep::review);
+    EXPECT_EQ(wizard->rating(), 1) << "the verdict outlives the page";
+}
