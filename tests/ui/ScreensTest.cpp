@@ -89,7 +89,8 @@ TEST_F(Screens, EveryQmlFileLoadsWithoutAWarning) {
         return {};
     };
     int files = 0;
-    for (QDirIterator it(":/Ondrel/Ui", {"*.qml"}, QDir::Files, QDirIterator::Subdirectories); it.hasNext();) {
+    for (QDirIterator it(":/Ondrel/Ui", {"*.qml"}, QDir::Files, QDirIterator::Subdirectories);
+         it.hasNext();) {
         const QString path = it.next().mid(QStringLiteral(":/Ondrel/Ui/").size());
         SCOPED_TRACE(path.toStdString());
         QQmlComponent component(&engine, qmlFileUrl(path));
@@ -158,28 +159,36 @@ TEST_F(Screens, AccountFiguresAndThePlanBadge) {
         const char* plan;
         QString shown;
         QString badge;
-    } cases[] = {{"Studio Monthly", "Studio Monthly", "PRO"}, {"Post House", "Post House", "PRO"},
-                 {"PROfessional", "PROfessional", "PRO"},     {"Basic", "Basic", "FREE"},
+    } cases[] = {{"Studio Monthly", "Studio Monthly", "PRO"},
+                 {"Post House", "Post House", "PRO"},
+                 {"PROfessional", "PROfessional", "PRO"},
+                 {"Basic", "Basic", "FREE"},
                  {"", "Free", "FREE"}};
     signIn(kMaya);
     show("Account/DashboardView.qml");
     for (const Case& c : cases) {
         SCOPED_TRACE(c.plan);
-        service.answerAlways("/api/v1/me",
-                             {200, QByteArray(R"({"id":"1","name":"","email":"e","credits":7,"plan":")") + c.plan + "\"}"});
+        service.answerAlways(
+            "/api/v1/me",
+            {200, QByteArray(R"({"id":"1","name":"","email":"e","credits":7,"plan":")") + c.plan + "\"}"});
         // A refresh already under way (the screen's own on appear, or the last case's) keeps the
         // button off; wait it out so each case reads its own answer.
-        ASSERT_TRUE(waitFor([&] { return find("refreshAccount") && find("refreshAccount")->isEnabled(); }));
+        ASSERT_TRUE(
+            waitFor([&] { return find("refreshAccount") && find("refreshAccount")->isEnabled(); }, 30000));
         click("refreshAccount");
-        EXPECT_TRUE(waitFor([&] {
-            return text("planText") == c.shown && text("userName") == "User" && find("refreshAccount")->isEnabled();
-        }));
+        EXPECT_TRUE(waitFor(
+            [&] {
+                return text("planText") == c.shown && text("userName") == "User" &&
+                       find("refreshAccount")->isEnabled();
+            },
+            30000));
         EXPECT_EQ(find("planBadge")->property("text").toString(), c.badge);
     }
 }
 
 TEST_F(Screens, UpdatesReadTheCheckAsItGoes) {
-    service.enqueue("/api/v1/version", ScriptedResponse{200, R"({"version":"0.2.0"})", "application/json", 300});
+    service.enqueue("/api/v1/version",
+                    ScriptedResponse{200, R"({"version":"0.2.0"})", "application/json", 300});
     signIn(kMaya);
     show("Account/UpdateView.qml");
     // Checking at once, since no version is known yet.
