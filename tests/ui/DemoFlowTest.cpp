@@ -134,6 +134,7 @@ TEST(DemoFlow, AFullMineToTheDonePageAndAnAuditThroughTheScreens) {
     ASSERT_TRUE(waitFor([&] { return wizard->page() == "audit"; }, 60000))
         << wizard->pipeline()->errorMessageText().toStdString();
     EXPECT_TRUE(rig->find("buriedGold"));
+    EXPECT_NE(rig->text("usedText"), "0 clips") << "the rough cut holds whole answers";
     EXPECT_EQ(requestPaths(rig->requests, "kind").count("audit"), 1);
 
     rig.reset();

@@ -6,6 +6,7 @@ Mine finds the files and an audit finds a cut to compare).
     resolve_state.py <fake Resolve module folder> <media folder> <state file>
 """
 import json
+import math
 import os
 import sys
 
@@ -24,14 +25,17 @@ for file in manifest["files"]:
     c = f.clip(file["path"], seconds=file["duration"], fps=FPS, start_tc=tc,
                type="Video + Audio" if file["path"].upper().endswith(".MOV") else "Audio")
     clips.append(c)
-    # The cut takes each file's first answer, as an editor's first pass might.
+    # The cut takes each file's first answer, as an editor's first pass might, each file on a track
+    # of its own and at the answer's own place in its file: the audit reads a cut's positions on the
+    # timeline as places in the source. A frame of room on each side, as an editor trims: the audit
+    # counts an answer as used only when the cut holds it whole.
     answer = next(l for l in file["lines"] if l["who"] == "subject")
-    start, end = int(answer["start"] * FPS), int(answer["end"] * FPS)
-    audio.append(f.item(c, record, record + end - start, source_start=start))
+    start = max(math.floor(answer["start"] * FPS) - 1, 0)
+    end = min(math.ceil(answer["end"] * FPS) + 1, int(file["duration"] * FPS))
+    audio.append([f.item(c, record + start, record + end, source_start=start)])
     if c["properties"]["Type"].startswith("Video"):
-        video.append(f.item(c, record, record + end - start, source_start=start))
-    record += end - start
+        video.append(f.item(c, record + start, record + end, source_start=start))
 
-selects = f.timeline(manifest["timeline"], fps=FPS, audio=[audio], video=[video])
+selects = f.timeline(manifest["timeline"], fps=FPS, audio=audio, video=[video])
 f.write(out, f.state(clips=clips, timelines=[selects, f.timeline("Day 2 Pulls", fps=FPS)],
                      project=manifest["title"]))

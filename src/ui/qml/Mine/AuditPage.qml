@@ -59,14 +59,15 @@ ScreenColumn {
         Item {
             Layout.fillWidth: true
             implicitHeight: 10
-            clip: true
             Rectangle {
                 anchors.fill: parent
                 radius: height / 2
                 color: Theme.alpha(Theme.border, 0.3)
             }
             RoundedShape {
-                width: parent.width * vm.coverageShare
+                // No clip on this track: a clipped shape drew nothing on Mesa's GL; a report past
+                // 100% fills the track instead.
+                width: parent.width * Math.min(vm.coverageShare, 1)
                 height: parent.height
                 radius: height / 2
                 fillColors: Theme.stepGradient(0)
