@@ -137,13 +137,9 @@ TEST(AuditModel, GoldOpensOneAtATimeAndItsMarksCountInTheButton) {
 
 TEST(AuditPage, AnAuditOfTheCutShowsWhatItMissedAndRebuilds) {
     WizardRig rig;
-    MineView* wizard = rig.openWizard();
     // A first mining caches the footage's transcript, which the audit reads.
-    wizard->setSelectedTimelineText(WizardRig::kTimeline);
-    wizard->advanceTo(int(MineStep::mining));
-    wizard->startMining();
-    ASSERT_TRUE(waitFor([&] { return wizard->currentStep() == MineStep::review; }, 60000))
-        << wizard->pipeline()->errorMessageText().toStdString();
+    MineView* wizard = rig.mineToReview();
+    ASSERT_EQ(wizard->currentStep(), MineStep::review);
     wizard->resetFlow();
 
     rig.services.answerAlways(

@@ -205,12 +205,8 @@ int builtTimelines(const QString& stateFile) {
 
 TEST(DonePage, AMinedStoryIsBuiltAgainExportedAndRatedFromThePage) {
     WizardRig rig;
-    MineView* wizard = rig.openWizard();
-    wizard->setSelectedTimelineText(WizardRig::kTimeline);
-    wizard->advanceTo(int(MineStep::mining));
-    wizard->startMining();
-    ASSERT_TRUE(waitFor([&] { return wizard->currentStep() == MineStep::review; }, 60000))
-        << wizard->pipeline()->errorMessageText().toStdString();
+    MineView* wizard = rig.mineToReview();
+    ASSERT_EQ(wizard->currentStep(), MineStep::review);
     const int builtByTheRun = builtTimelines(rig.home.resolveStateFile());
     ASSERT_EQ(builtByTheRun, 1);
 

@@ -365,13 +365,8 @@ TEST(ReviewPage, ACardDraggedAndOneRemovedAreBuiltInTheirNewOrder) {
     AppServices::install(
         {.makePipeline = [&rig] { return makePipeline(rig.env); }, .makeAudioPlayer = fakePlayers(players)});
 
-    MineView* wizard = rig.openWizard();
-    wizard->setSelectedTimelineText(WizardRig::kTimeline);
-    wizard->advanceTo(int(MineStep::style));
-    wizard->advanceTo(int(MineStep::mining));
-    wizard->startMining();
-    ASSERT_TRUE(waitFor([&] { return wizard->currentStep() == MineStep::review; }, 60000))
-        << wizard->pipeline()->errorMessageText().toStdString();
+    MineView* wizard = rig.mineToReview();
+    ASSERT_EQ(wizard->currentStep(), MineStep::review);
     ASSERT_TRUE(waitFor([&] { return rig.find("segmentCard3") != nullptr; }));
     QTest::qWait(400); // the page's entrance
     auto* vm = rig.screen->findChild<ReviewModel*>();

@@ -177,6 +177,17 @@ f.write(sys.argv[2], f.state(clips=[c], timelines=[f.timeline(sys.argv[4], audio
         return wizard;
     }
 
+    // A whole Full Mine of the timeline, ended on the review page.
+    MineView* mineToReview() {
+        MineView* wizard = openWizard();
+        wizard->setSelectedTimelineText(kTimeline);
+        wizard->advanceTo(int(MineStep::mining));
+        wizard->startMining();
+        EXPECT_TRUE(waitFor([&] { return wizard->currentStep() == MineStep::review; }, 60000))
+            << wizard->pipeline()->errorMessageText().toStdString();
+        return wizard;
+    }
+
     static void runTool(const QString& program, const QStringList& args) {
         QProcess p;
         p.start(program, args);
