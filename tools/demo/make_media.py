@@ -80,11 +80,11 @@ def main():
     os.makedirs(out, exist_ok=True)
     files = []
     with tempfile.TemporaryDirectory() as work:
-        for spec in script["files"]:
-            voice, lines = render_lines(spec["lines"], script["voices"], work)
-            target = os.path.join(out, spec["name"])
-            start = timecode_seconds(spec["start"])
-            if spec["kind"] == "broadcast-wav":
+        for entry in script["files"]:
+            voice, lines = render_lines(entry["lines"], script["voices"], work)
+            target = os.path.join(out, entry["name"])
+            start = timecode_seconds(entry["start"])
+            if entry["kind"] == "broadcast-wav":
                 # A field recorder's file: 48 kHz 24-bit, its start as samples since midnight.
                 run(["ffmpeg", "-y", "-i", voice, "-ar", "48000", "-ac", "1", "-c:a", "pcm_s24le",
                      "-write_bext", "1", "-metadata", f"time_reference={int(start * 48000)}", target])
@@ -92,8 +92,8 @@ def main():
                 # A camera's file: picture first, then AAC sound, the timecode on its streams.
                 run(["ffmpeg", "-y", "-f", "lavfi", "-i", "testsrc2=size=640x360:rate=25", "-i", voice,
                      "-map", "0:v", "-map", "1:a", "-c:v", "libx264", "-preset", "ultrafast", "-pix_fmt",
-                     "yuv420p", "-c:a", "aac", "-ar", "48000", "-timecode", spec["start"], "-shortest", target])
-            files.append({"name": spec["name"], "path": target, "lines": lines})
+                     "yuv420p", "-c:a", "aac", "-ar", "48000", "-timecode", entry["start"], "-shortest", target])
+            files.append({"name": entry["name"], "path": target, "lines": lines})
     # The transcript's clock: the files in code point order, each as long as its container.
     files.sort(key=lambda f: f["path"].encode("utf-8"))
     offset = 0.0
