@@ -11,7 +11,10 @@
 #include <QFileInfo>
 #include <QHash>
 #include <QRegularExpression>
+#include <QSet>
 #include <QUuid>
+
+#include <cmath>
 
 namespace ondrel {
 
@@ -263,6 +266,43 @@ QStringList wordCutArguments(const QString& audio, double startTime, double endT
     return args + media::pcmOutputArgs(output);
 }
 
+namespace {
+
+QString momentCutPath(const QString& dir, qsizetype index) {
+    return dir + QStringLiteral("/word_seg_%1.wav").arg(index);
+}
+
+// A process per moment costs more than the cut itself. So the moments that can be cut go through
+// one ffmpeg run per kMomentsPerRun, each output with the documented arguments (the same bytes as a
+// run of its own). Gives the moments cut; a run that fails leaves its moments to be cut one by one.
+QCoro::Task<QSet<qsizetype>> cutMomentsTogether(LocalPipeline& pipeline, QString audio, QString dir,
+                                                QList<StorySegment> segments) {
+    constexpr qsizetype kMomentsPerRun = 64;
+    QList<qsizetype> cuttable;
+    for (qsizetype i = 0; i < segments.size(); ++i) {
+        const StorySegment& s = segments[i];
+        if (std::isfinite(s.startTime) && std::isfinite(s.endTime) && s.startTime >= 0 &&
+            s.endTime > s.startTime)
+            cuttable << i;
+    }
+    QSet<qsizetype> cut;
+    for (qsizetype from = 0; from < cuttable.size(); from += kMomentsPerRun) {
+        const QList<qsizetype> run = cuttable.mid(from, kMomentsPerRun);
+        QStringList args{QStringLiteral("-y"), QStringLiteral("-i"), audio};
+        for (const qsizetype i : run)
+            args += wordCutArguments(audio, segments[i].startTime, segments[i].endTime, momentCutPath(dir, i),
+                                     false)
+                        .mid(3);
+        const bool ok = co_await pipeline.tools().runProcess(pipeline.toolPaths().ffmpeg, args);
+        if (ok)
+            for (const qsizetype i : run)
+                cut.insert(i);
+    }
+    co_return cut;
+}
+
+} // namespace
+
 QCoro::Task<QList<WordSegment>> wordLevelTranscribe(LocalPipeline& pipeline, MiningResults analysis,
                                                     QStringList mediaPaths, QString language) {
     Q_UNUSED(mediaPaths); // accepted and not read: the cut comes from the last extracted audio
@@ -279,11 +319,14 @@ QCoro::Task<QList<WordSegment>> wordLevelTranscribe(LocalPipeline& pipeline, Min
     const bool pcm = isExtractedPcmWav(audio);
     const qsizetype n = analysis.segments.size();
     RequestsAhead ahead(pipeline, n);
+    QSet<qsizetype> cutTogether;
     for (qsizetype i = 0; i < n; ++i) {
         if (pipeline.isCancelled())
             co_return result;
         pipeline.log(QStringLiteral("  Word transcribing segment %1/%2...").arg(i + 1).arg(n),
                      QStringLiteral("dim"));
+        if (i == 0)
+            cutTogether = co_await cutMomentsTogether(pipeline, audio, dir, analysis.segments);
         // The cuts stay one process at a time; those ahead of their turn are made while the
         // requests already out are answered. Nothing goes ahead once the run is cancelled; a moment
         // left unsent then is cut again at its turn should a reset() let the run go on.
@@ -291,11 +334,13 @@ QCoro::Task<QList<WordSegment>> wordLevelTranscribe(LocalPipeline& pipeline, Min
             if (j > i && pipeline.isCancelled())
                 break;
             const StorySegment segment = analysis.segments[j];
-            const QString cut = dir + QStringLiteral("/word_seg_%1.wav").arg(j);
+            const QString cut = momentCutPath(dir, j);
             const bool seekBefore = pcm && segment.startTime >= 0;
-            const bool ok = co_await pipeline.tools().runProcess(
-                pipeline.toolPaths().ffmpeg,
-                wordCutArguments(audio, segment.startTime, segment.endTime, cut, seekBefore));
+            bool ok = cutTogether.contains(j);
+            if (!ok)
+                ok = co_await pipeline.tools().runProcess(
+                    pipeline.toolPaths().ffmpeg,
+                    wordCutArguments(audio, segment.startTime, segment.endTime, cut, seekBefore));
             if (j > i && pipeline.isCancelled())
                 break;
             if (ok)

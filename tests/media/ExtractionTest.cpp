@@ -215,13 +215,21 @@ TEST_F(Extraction, ChunksAndMomentsCutFromTheWavAreTheBytesOfTheDocumentedComman
             EXPECT_EQ(readPcmWav(got[i])->duration(), mediaDuration(reference)) << "chunk " << i;
         }
     }
+    // The moments are cut by one ffmpeg run for all of them.
     const QString wav = cache("extracted_audio.wav");
+    MiningResults analysis;
     for (const auto& [start, end] : QList<std::pair<double, double>>{
-             {0, 1.5}, {125.5, 158.2}, {17.03125, 19.0000313}, {99.99997, 100.5}, {599.9, 640}}) {
-        const QString seekBefore = media + "/before.wav", seekAfter = media + "/after.wav";
-        ASSERT_TRUE(ffmpeg(wordCutArguments(wav, start, end, seekBefore, true)));
-        ASSERT_TRUE(ffmpeg(wordCutArguments(wav, start, end, seekAfter, false)));
-        EXPECT_TRUE(readFile(seekBefore) == readFile(seekAfter)) << start << " to " << end;
+             {0, 1.5}, {125.5, 158.2}, {17.03125, 19.0000313}, {99.99997, 100.5}, {599.9, 640}})
+        analysis.segments.push_back({analysis.segments.size(), start, end, "source", "t", "t", {}});
+    QCoro::waitFor(wordLevelTranscribe(*pipeline, analysis, {}, "es"));
+    for (qsizetype i = 0; i < analysis.segments.size(); ++i) {
+        const StorySegment& m = analysis.segments[i];
+        const QString documented = media + "/documented.wav", seekBefore = media + "/before.wav";
+        ASSERT_TRUE(ffmpeg(wordCutArguments(wav, m.startTime, m.endTime, documented, false)));
+        ASSERT_TRUE(ffmpeg(wordCutArguments(wav, m.startTime, m.endTime, seekBefore, true)));
+        EXPECT_GT(readFile(documented).size(), 78);
+        EXPECT_TRUE(readFile(cache(QStringLiteral("word_seg_%1.wav").arg(i))) == readFile(documented)) << i;
+        EXPECT_TRUE(readFile(seekBefore) == readFile(documented)) << i;
     }
 }
 
