@@ -273,11 +273,13 @@ QString momentCutPath(const QString& dir, qsizetype index) {
 }
 
 // A process per moment costs more than the cut itself. So the moments that can be cut go through
-// one ffmpeg run per kMomentsPerRun, each output with the documented arguments (the same bytes as a
-// run of its own). Gives the moments cut; a run that fails leaves its moments to be cut one by one.
+// one ffmpeg run per kMomentsPerRun: each moment is an input of its own seeked to its start, so only
+// its own samples are read, with the rest of its arguments on its output (the bytes of a run of its
+// own; a test compares them with the documented command). At most kMomentsPerRun files are open at
+// once. Gives the moments cut; a run that fails leaves its moments to be cut one by one.
 QCoro::Task<QSet<qsizetype>> cutMomentsTogether(LocalPipeline& pipeline, QString audio, QString dir,
                                                 QList<StorySegment> segments) {
-    constexpr qsizetype kMomentsPerRun = 64;
+    constexpr qsizetype kMomentsPerRun = 32;
     QList<qsizetype> cuttable;
     for (qsizetype i = 0; i < segments.size(); ++i) {
         const StorySegment& s = segments[i];
@@ -288,11 +290,16 @@ QCoro::Task<QSet<qsizetype>> cutMomentsTogether(LocalPipeline& pipeline, QString
     QSet<qsizetype> cut;
     for (qsizetype from = 0; from < cuttable.size(); from += kMomentsPerRun) {
         const QList<qsizetype> run = cuttable.mid(from, kMomentsPerRun);
-        QStringList args{QStringLiteral("-y"), QStringLiteral("-i"), audio};
+        QStringList args{QStringLiteral("-y")};
         for (const qsizetype i : run)
-            args += wordCutArguments(audio, segments[i].startTime, segments[i].endTime, momentCutPath(dir, i),
-                                     false)
-                        .mid(3);
+            args << QStringLiteral("-ss") << formatDouble(segments[i].startTime) << QStringLiteral("-i")
+                 << audio;
+        for (qsizetype k = 0; k < run.size(); ++k) {
+            const StorySegment& s = segments[run[k]];
+            args << QStringLiteral("-map") << QStringLiteral("%1:a").arg(k) << QStringLiteral("-t")
+                 << formatDouble(s.endTime - s.startTime);
+            args += media::pcmOutputArgs(momentCutPath(dir, run[k]));
+        }
         const bool ok = co_await pipeline.tools().runProcess(pipeline.toolPaths().ffmpeg, args);
         if (ok)
             for (const qsizetype i : run)
