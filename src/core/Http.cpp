@@ -176,6 +176,10 @@ QCoro::Task<HttpResponse> sendHttp(QNetworkAccessManager& network, HttpRequest r
     if (aborting)
         QObject::disconnect(*aborting);
 
+    if (!tooLarge) {
+        out.body += reply->readAll();
+        tooLarge = out.body.size() > request.maxAnswerBytes;
+    }
     const QVariant status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute);
     if (tooLarge) {
         out.body.clear();
@@ -183,7 +187,6 @@ QCoro::Task<HttpResponse> sendHttp(QNetworkAccessManager& network, HttpRequest r
     } else if (status.isValid() && !isTransportError(reply->error())) {
         out.transportOk = true;
         out.status = status.toInt();
-        out.body += reply->readAll();
     } else {
         out.body.clear();
         out.timedOut = reply->error() == QNetworkReply::OperationCanceledError ||
