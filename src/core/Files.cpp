@@ -1,6 +1,11 @@
 #include "Files.h"
 
+#include "Background.h"
+
 #include <QCryptographicHash>
+#include <QDebug>
+
+#include <QCoroFuture>
 #include <QSaveFile>
 
 #include <algorithm>
@@ -8,6 +13,10 @@
 namespace ondrel {
 
 bool writeFileAtomically(const QString& path, const QByteArray& bytes, QString* error) {
+    if (DeferredWrites* const later = DeferredWrites::current()) {
+        later->m_files.push_back({path, bytes});
+        return true;
+    }
     QSaveFile file(path);
     auto fail = [&](const QString& why) {
         if (error)
@@ -24,6 +33,24 @@ bool writeFileAtomically(const QString& path, const QByteArray& bytes, QString* 
     if (!file.commit())
         return fail(file.errorString());
     return true;
+}
+
+DeferredWrites*& DeferredWrites::current() {
+    thread_local DeferredWrites* collecting = nullptr;
+    return collecting;
+}
+
+QCoro::Task<> DeferredWrites::commit() {
+    auto write = [files = std::exchange(m_files, {})] {
+        for (const auto& [path, bytes] : files) {
+            QString error;
+            if (!writeFileAtomically(path, bytes, &error))
+                qWarning().noquote() << error;
+        }
+        return true;
+    };
+    QFuture<bool> written = onWorkerThread(std::move(write));
+    co_await written;
 }
 
 namespace {

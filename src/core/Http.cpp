@@ -1,5 +1,6 @@
 #include "Http.h"
 
+#include <QFile>
 #include <QIODevice>
 #include <QNetworkReply>
 #include <QUrl>
@@ -7,38 +8,85 @@
 #include <QCoroNetworkReply>
 
 #include <memory>
+#include <optional>
+#include <vector>
 
 namespace ondrel {
 
 namespace {
 
-// A body that can be read once. Qt's HTTP channel silently re-sends a request whose connection
-// closed before any answer; it cannot rewind this device, so that re-send fails instead
-// (ContentReSendError) and the caller sees a transport failure.
+// A body that can be read once, from memory and files in turn. Qt's HTTP channel silently re-sends
+// a request whose connection closed before any answer; it cannot rewind this device, so that
+// re-send fails instead (ContentReSendError) and the caller sees a transport failure. Qt pulls it
+// in small reads on the caller's thread, so a file of any size never stalls the event loop.
 class OneShotBody : public QIODevice {
 public:
-    explicit OneShotBody(QByteArray bytes)
-        : m_bytes(std::move(bytes)) {
-        open(QIODevice::ReadOnly);
+    // False when a file cannot be opened; its size is taken now and is what goes out.
+    bool openParts(const QList<HttpBodyPart>& parts) {
+        for (const HttpBodyPart& part : parts) {
+            Piece piece;
+            if (part.file.isEmpty()) {
+                piece.bytes = part.bytes;
+                piece.size = part.bytes.size();
+            } else {
+                piece.file = std::make_unique<QFile>(part.file);
+                if (!piece.file->open(QIODevice::ReadOnly))
+                    return false;
+                piece.size = piece.file->size();
+            }
+            m_size += piece.size;
+            m_pieces.push_back(std::move(piece));
+        }
+        return open(QIODevice::ReadOnly);
     }
     bool isSequential() const override { return true; }
     bool reset() override { return false; }
-    qint64 bytesAvailable() const override { return (m_bytes.size() - m_pos) + QIODevice::bytesAvailable(); }
-    qint64 size() const override { return m_bytes.size(); }
+    qint64 bytesAvailable() const override { return (m_size - m_pos) + QIODevice::bytesAvailable(); }
+    qint64 size() const override { return m_size; }
 
 protected:
     qint64 readData(char* data, qint64 maxSize) override {
-        const qint64 n = std::min(maxSize, qint64(m_bytes.size()) - m_pos);
-        if (n <= 0)
-            return m_pos >= m_bytes.size() ? -1 : 0;
-        memcpy(data, m_bytes.constData() + m_pos, size_t(n));
-        m_pos += n;
-        return n;
+        qint64 done = 0;
+        while (done < maxSize && m_current < m_pieces.size()) {
+            Piece& piece = m_pieces[m_current];
+            const qint64 want = std::min(maxSize - done, piece.size - m_inPiece);
+            qint64 got = 0;
+            if (piece.file) {
+                got = piece.file->read(data + done, want);
+                // A file that shrank since it was opened would break the announced length.
+                if (got <= 0 && want > 0) {
+                    setErrorString(piece.file->errorString());
+                    return done > 0 ? done : -1;
+                }
+            } else {
+                memcpy(data + done, piece.bytes.constData() + m_inPiece, size_t(want));
+                got = want;
+            }
+            done += got;
+            m_inPiece += got;
+            m_pos += got;
+            if (m_inPiece == piece.size) {
+                piece.file.reset();
+                ++m_current;
+                m_inPiece = 0;
+            }
+        }
+        if (done == 0 && maxSize > 0)
+            return -1;
+        return done;
     }
     qint64 writeData(const char*, qint64) override { return -1; }
 
 private:
-    QByteArray m_bytes;
+    struct Piece {
+        QByteArray bytes;
+        std::unique_ptr<QFile> file;
+        qint64 size = 0;
+    };
+    std::vector<Piece> m_pieces;
+    size_t m_current = 0;
+    qint64 m_inPiece = 0;
+    qint64 m_size = 0;
     qint64 m_pos = 0;
 };
 
@@ -72,6 +120,8 @@ QString transportErrorText(const QNetworkReply& reply) {
 
 } // namespace
 
+const QString kAnswerTooLargeText = QStringLiteral("The server’s answer is larger than 64 MiB.");
+
 QCoro::Task<HttpResponse> sendHttp(QNetworkAccessManager& network, HttpRequest request) {
     QNetworkRequest req{QUrl(request.url)};
     for (const auto& [name, value] : request.headers)
@@ -79,25 +129,66 @@ QCoro::Task<HttpResponse> sendHttp(QNetworkAccessManager& network, HttpRequest r
     req.setTransferTimeout(int(request.timeout.count()));
     req.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::NoLessSafeRedirectPolicy);
 
+    HttpResponse out;
     std::unique_ptr<QNetworkReply> reply;
-    if (request.body.isEmpty() && request.method == "GET") {
+    if (request.body.isEmpty() && request.bodyParts.isEmpty() && request.method == "GET") {
         reply.reset(network.sendCustomRequest(req, request.method));
     } else {
-        req.setHeader(QNetworkRequest::ContentLengthHeader, request.body.size());
+        auto body = std::make_unique<OneShotBody>();
+        if (!body->openParts(request.bodyParts.isEmpty() ? QList<HttpBodyPart>{{request.body, {}}}
+                                                         : request.bodyParts)) {
+            out.errorText = QStringLiteral("The file couldn’t be opened.");
+            co_return out;
+        }
+        req.setHeader(QNetworkRequest::ContentLengthHeader, body->size());
         req.setAttribute(QNetworkRequest::DoNotBufferUploadDataAttribute, true);
-        auto* body = new OneShotBody(std::move(request.body));
-        reply.reset(network.sendCustomRequest(req, request.method, body));
-        body->setParent(reply.get());
+        reply.reset(network.sendCustomRequest(req, request.method, body.get()));
+        body.release()->setParent(reply.get());
     }
-    co_await reply.get();
 
-    HttpResponse out;
+    // Read as it comes, so an answer can be cut off at the limit instead of piling up. The abort
+    // is queued: run from inside the reply's own signal it would end this frame under its feet.
+    QNetworkReply* const r = reply.get();
+    bool tooLarge = false;
+    const auto cutOffBeyond = [&](qint64 bytes) {
+        if (bytes > request.maxAnswerBytes && !tooLarge) {
+            tooLarge = true;
+            QMetaObject::invokeMethod(r, &QNetworkReply::abort, Qt::QueuedConnection);
+        }
+    };
+    const QMetaObject::Connection reading = QObject::connect(r, &QNetworkReply::readyRead, r, [&] {
+        const QByteArray piece = r->readAll();
+        if (tooLarge)
+            return;
+        out.body += piece;
+        cutOffBeyond(out.body.size());
+    });
+    const QMetaObject::Connection announced = QObject::connect(r, &QNetworkReply::metaDataChanged, r, [&] {
+        cutOffBeyond(r->header(QNetworkRequest::ContentLengthHeader).toLongLong());
+    });
+    std::optional<QMetaObject::Connection> aborting;
+    if (request.aborter)
+        aborting =
+            QObject::connect(request.aborter.get(), &HttpAborter::abortRequested, r, &QNetworkReply::abort);
+    co_await r;
+    QObject::disconnect(reading);
+    QObject::disconnect(announced);
+    if (aborting)
+        QObject::disconnect(*aborting);
+
+    if (!tooLarge) {
+        out.body += reply->readAll();
+        tooLarge = out.body.size() > request.maxAnswerBytes;
+    }
     const QVariant status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute);
-    if (status.isValid() && !isTransportError(reply->error())) {
+    if (tooLarge) {
+        out.body.clear();
+        out.errorText = kAnswerTooLargeText;
+    } else if (status.isValid() && !isTransportError(reply->error())) {
         out.transportOk = true;
         out.status = status.toInt();
-        out.body = reply->readAll();
     } else {
+        out.body.clear();
         out.timedOut = reply->error() == QNetworkReply::OperationCanceledError ||
                        reply->error() == QNetworkReply::TimeoutError;
         out.errorText = transportErrorText(*reply);

@@ -6,12 +6,14 @@
 #include <QList>
 #include <QNetworkAccessManager>
 #include <QNetworkRequest>
+#include <QObject>
 #include <QPair>
 #include <QString>
 
 #include <QCoroTask>
 
 #include <chrono>
+#include <memory>
 
 namespace ondrel {
 
@@ -23,17 +25,43 @@ struct HttpResponse {
     bool timedOut = false;
 };
 
+// No real answer of the services comes near this; a bigger one would only fill the memory.
+constexpr qint64 kMaxAnswerBytes = 64 * 1024 * 1024;
+
+// One piece of a request body: the bytes, or when `file` is set, that file's bytes as they go out.
+struct HttpBodyPart {
+    QByteArray bytes;
+    QString file;
+};
+
+// Aborts every request it was given to that is still open; each ends as a transport failure.
+class HttpAborter : public QObject {
+    Q_OBJECT
+public:
+    void abortAll() { emit abortRequested(); }
+signals:
+    void abortRequested();
+};
+
 struct HttpRequest {
     QByteArray method = "GET";
     QString url;
     QList<QPair<QByteArray, QByteArray>> headers;
     QByteArray body;
+    // When not empty, the body instead of `body`: streamed piece after piece, so a file is never
+    // held in memory whole. A file that cannot be opened fails the request before it goes out.
+    QList<HttpBodyPart> bodyParts;
     std::chrono::milliseconds timeout{60000};
+    qint64 maxAnswerBytes = kMaxAnswerBytes;
+    std::shared_ptr<HttpAborter> aborter;
 };
 
 // Sends and waits without blocking the event loop. Never throws. A connection that drops before
 // the whole answer has arrived (also after the status line) is a transport failure, and a
-// request with a body is never re-sent on a new connection.
+// request with a body is never re-sent on a new connection. An answer longer than
+// `maxAnswerBytes` is cut off as a transport failure with kAnswerTooLargeText.
+extern const QString kAnswerTooLargeText;
+
 QCoro::Task<HttpResponse> sendHttp(QNetworkAccessManager& network, HttpRequest request);
 
 } // namespace ondrel

@@ -1,5 +1,7 @@
 #include "LocalPipeline.h"
 
+#include "Files.h"
+
 #include <QFileInfo>
 #include <QThread>
 
@@ -280,7 +282,9 @@ QCoro::Task<> LocalPipeline::run(QString timeline, MiningMode mode, double targe
         log(QStringLiteral("%1 segments · %2 words")
                 .arg(transcript->segments.size())
                 .arg(countWords(*transcript)));
-        m_steps.saveTranscriptCache(*this, *transcript, mediaPaths);
+        DeferredWrites writes;
+        writes.collect([&] { m_steps.saveTranscriptCache(*this, *transcript, mediaPaths); });
+        co_await writes.commit();
         setProgress(0.45);
     }
 
@@ -368,10 +372,15 @@ QCoro::Task<bool> LocalPipeline::finishStory(QString timeline, MiningResults ana
     setProgress(0.85);
     setStep(PipelineStep::building);
     setResults(analysis);
-    setLastExportDir(m_steps.saveExports(*this, timeline, analysis, transcript, words));
-    log(QStringLiteral("✓ Exported SRT, transcript, and story brief"), QStringLiteral("green"));
-    m_steps.saveProject(*this, timeline, transcript, mediaPaths, presetId, targetMinutes);
-    m_steps.writeSegmentsJson(*this, analysis);
+    // The files are written before the build, which reads segments.json.
+    DeferredWrites writes;
+    writes.collect([&] {
+        setLastExportDir(m_steps.saveExports(*this, timeline, analysis, transcript, words));
+        log(QStringLiteral("✓ Exported SRT, transcript, and story brief"), QStringLiteral("green"));
+        m_steps.saveProject(*this, timeline, transcript, mediaPaths, presetId, targetMinutes);
+        m_steps.writeSegmentsJson(*this, analysis);
+    });
+    co_await writes.commit();
 
     log(QStringLiteral("Building timeline in Resolve..."));
     co_await m_steps.buildTimelineFromSegmentsFile(*this);

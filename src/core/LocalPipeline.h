@@ -39,6 +39,9 @@ struct PipelineEnvironment {
     Endpoints endpoints;
     QProcessEnvironment env;
     const Clock* clock = nullptr; // not owned; the system clock when null
+    // Requests of one step open at once: the one whose turn it is and those sent ahead of theirs.
+    // 1 sends each request only at its turn.
+    int maxOpenRequests = 4;
 
     static PipelineEnvironment platformDefault();
 };

@@ -2,6 +2,8 @@
 
 #include "MediaProbe.h"
 #include "MediaSupport.h"
+#include "PcmWav.h"
+#include "core/Background.h"
 #include "core/Files.h"
 #include "core/PythonProgram.h"
 #include "core/Text.h"
@@ -11,6 +13,8 @@
 #include <QFileInfo>
 #include <QTemporaryDir>
 #include <QtEndian>
+
+#include <QCoroFuture>
 
 #include <algorithm>
 #include <cmath>
@@ -340,10 +344,32 @@ QStringList chunkArguments(const QString& input, int index, const QString& outpu
     return args;
 }
 
+QStringList cutPcmChunks(const QString& source, const PcmWav& wav, const QString& dir) {
+    const qint64 perChunk = qint64(kChunkSeconds) * 16000;
+    const int count = chunkCount(wav.duration());
+    QStringList chunks;
+    for (int i = 0; i < count; ++i) {
+        const qint64 first = qint64(i) * perChunk;
+        const QString out = chunkPath(dir, i);
+        if (writePcmSlice(source, wav, first, std::min(perChunk, wav.samples - first), out))
+            chunks << out;
+    }
+    return chunks;
+}
+
 QCoro::Task<QStringList> chunkAudio(LocalPipeline& pipeline, QString wavPath) {
     const QString dir = media::chunksDir(pipeline.paths());
-    QDir(dir).removeRecursively();
-    QDir().mkpath(dir);
+    const std::optional<PcmWav> wav = readPcmWav(wavPath);
+    // Hundreds of megabytes of old chunks deleted and new ones written: off the event loop.
+    auto renew = [dir, wavPath, wav] {
+        QDir(dir).removeRecursively();
+        QDir().mkpath(dir);
+        return wav ? cutPcmChunks(wavPath, *wav, dir) : QStringList();
+    };
+    QFuture<QStringList> renewed = onWorkerThread(std::move(renew));
+    const QStringList cut = co_await renewed;
+    if (wav)
+        co_return cut.isEmpty() ? QStringList{wavPath} : cut;
 
     QStringList probeArgs;
     probeArgs << QStringLiteral("-v") << QStringLiteral("quiet") << QStringLiteral("-show_entries")

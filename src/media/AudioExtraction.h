@@ -73,6 +73,12 @@ QString chunkPath(const QString& dir, int index);
 // How many chunks a duration needs (0 for an unreadable one).
 int chunkCount(double duration);
 
+struct PcmWav;
+// The chunks of the extraction's own WAV, copied out of it: the bytes ffmpeg's chunking writes.
+QStringList cutPcmChunks(const QString& source, const PcmWav& wav, const QString& dir);
+
+// The chunks of the extraction's own WAV are copied out of it, off the event loop; any other file
+// is cut by ffmpeg.
 QCoro::Task<QStringList> chunkAudio(LocalPipeline& pipeline, QString wavPath);
 
 } // namespace ondrel

@@ -1,6 +1,9 @@
 #include "Transcription.h"
 
+#include "AudioExtraction.h"
 #include "MediaSupport.h"
+#include "PcmWav.h"
+#include "RequestsAhead.h"
 #include "core/DecodeError.h"
 #include "core/Text.h"
 
@@ -8,7 +11,10 @@
 #include <QFileInfo>
 #include <QHash>
 #include <QRegularExpression>
+#include <QSet>
 #include <QUuid>
+
+#include <cmath>
 
 namespace ondrel {
 
@@ -22,14 +28,14 @@ QByteArray formPart(const QByteArray& boundary, const QByteArray& name, const QB
            "\r\n";
 }
 
-HttpRequest transcriptionRequest(const LocalPipeline& pipeline, const QByteArray& boundary, QByteArray body,
-                                 std::chrono::milliseconds timeout) {
+HttpRequest transcriptionRequest(const LocalPipeline& pipeline, const QByteArray& boundary,
+                                 QList<HttpBodyPart> body, std::chrono::milliseconds timeout) {
     HttpRequest request;
     request.method = "POST";
     request.url = pipeline.endpoints().transcriptionsUrl();
     request.headers = {{"Authorization", "Bearer " + pipeline.openaiKey().toUtf8()},
                        {"Content-Type", "multipart/form-data; boundary=" + boundary}};
-    request.body = std::move(body);
+    request.bodyParts = std::move(body);
     request.timeout = timeout;
     return request;
 }
@@ -88,21 +94,17 @@ QByteArray newBoundary() {
     return QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper().toLatin1();
 }
 
-QByteArray whisperMultipartBody(const QByteArray& boundary, const QString& language,
-                                const QString& granularity, const QString& fileName,
-                                const QByteArray& fileBytes) {
-    QByteArray body;
-    body.reserve(fileBytes.size() + 1024);
-    body += formPart(boundary, "model", "whisper-1");
-    body += formPart(boundary, "response_format", "verbose_json");
-    body += formPart(boundary, "timestamp_granularities[]", granularity.toUtf8());
+QList<HttpBodyPart> whisperMultipartBody(const QByteArray& boundary, const QString& language,
+                                         const QString& granularity, const QString& path) {
+    QByteArray head;
+    head += formPart(boundary, "model", "whisper-1");
+    head += formPart(boundary, "response_format", "verbose_json");
+    head += formPart(boundary, "timestamp_granularities[]", granularity.toUtf8());
     if (language != QLatin1String("auto"))
-        body += formPart(boundary, "language", language.toUtf8());
-    body += "--" + boundary + "\r\nContent-Disposition: form-data; name=\"file\"; filename=\"" +
-            fileName.toUtf8() + "\"\r\nContent-Type: audio/wav\r\n\r\n";
-    body += fileBytes;
-    body += "\r\n--" + boundary + "--\r\n";
-    return body;
+        head += formPart(boundary, "language", language.toUtf8());
+    head += "--" + boundary + "\r\nContent-Disposition: form-data; name=\"file\"; filename=\"" +
+            QFileInfo(path).fileName().toUtf8() + "\"\r\nContent-Type: audio/wav\r\n\r\n";
+    return {{head, {}}, {{}, path}, {"\r\n--" + boundary + "--\r\n", {}}};
 }
 
 QString whisperDecodeError(const QByteArray& body) {
@@ -111,18 +113,56 @@ QString whisperDecodeError(const QByteArray& body) {
 
 namespace {
 
-// One audio file to the speech-to-text service; absent when the file cannot be read.
+// One audio file to the speech-to-text service; absent when the file cannot be opened. The body
+// streams the file from disk as it goes out.
 QCoro::Task<std::optional<HttpResponse>> postAudio(LocalPipeline& pipeline, QString path, QString language,
-                                                   QString granularity, std::chrono::seconds timeout) {
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
+                                                   QString granularity, std::chrono::seconds timeout,
+                                                   std::shared_ptr<HttpAborter> aborter = {}) {
+    if (!QFile(path).open(QIODevice::ReadOnly))
         co_return std::nullopt;
-    const QByteArray bytes = file.readAll();
-    file.close();
     const QByteArray boundary = newBoundary();
-    const QByteArray body = whisperMultipartBody(boundary, whisperLanguageCode(language), granularity,
-                                                 QFileInfo(path).fileName(), bytes);
-    co_return co_await sendHttp(pipeline.network(), transcriptionRequest(pipeline, boundary, body, timeout));
+    HttpRequest request = transcriptionRequest(
+        pipeline, boundary, whisperMultipartBody(boundary, whisperLanguageCode(language), granularity, path),
+        timeout);
+    request.aborter = std::move(aborter);
+    co_return co_await sendHttp(pipeline.network(), std::move(request));
+}
+
+// A chunk's answer read at its turn: its failure line goes to the log then.
+std::optional<WhisperResponse> readChunkAnswer(LocalPipeline& pipeline,
+                                               const std::optional<HttpResponse>& sent) {
+    if (!sent)
+        return std::nullopt;
+    const HttpResponse& response = *sent;
+    const QString key = pipeline.openaiKey();
+    if (!response.transportOk) {
+        pipeline.log(QStringLiteral("  Whisper request failed: ") + redactSecret(response.errorText, key),
+                     QStringLiteral("accent"));
+        return std::nullopt;
+    }
+    if (response.status < 200 || response.status > 299) {
+        QString text = utf8OrEmpty(response.body);
+        if (text.isEmpty() && !response.body.isEmpty())
+            text = QStringLiteral("unknown");
+        pipeline.log(QStringLiteral("  Whisper error: ") + leadingCharacters(redactSecret(text, key), 200),
+                     QStringLiteral("accent"));
+        return std::nullopt;
+    }
+    auto decoded = decodeJson<WhisperResponse>(response.body);
+    if (!decoded) {
+        pipeline.log(QStringLiteral("  Whisper request failed: ") + whisperDecodeError(response.body),
+                     QStringLiteral("accent"));
+        return std::nullopt;
+    }
+    return decoded;
+}
+
+// The chunk's measured length: from the header of a WAV in the extraction's layout (the value
+// ffprobe prints for it, without a process per chunk), else from ffprobe.
+QCoro::Task<double> measuredLength(LocalPipeline& pipeline, QString chunk) {
+    if (const std::optional<PcmWav> wav = readPcmWav(chunk))
+        co_return wav->duration();
+    co_return co_await pipeline.tools().getAudioDuration(chunk);
 }
 
 } // namespace
@@ -131,30 +171,7 @@ QCoro::Task<std::optional<WhisperResponse>> transcribeChunk(LocalPipeline& pipel
                                                             QString language) {
     const std::optional<HttpResponse> sent =
         co_await postAudio(pipeline, path, language, QStringLiteral("segment"), kChunkTimeout);
-    if (!sent)
-        co_return std::nullopt;
-    const HttpResponse& response = *sent;
-    const QString key = pipeline.openaiKey();
-    if (!response.transportOk) {
-        pipeline.log(QStringLiteral("  Whisper request failed: ") + redactSecret(response.errorText, key),
-                     QStringLiteral("accent"));
-        co_return std::nullopt;
-    }
-    if (response.status < 200 || response.status > 299) {
-        QString text = utf8OrEmpty(response.body);
-        if (text.isEmpty() && !response.body.isEmpty())
-            text = QStringLiteral("unknown");
-        pipeline.log(QStringLiteral("  Whisper error: ") + leadingCharacters(redactSecret(text, key), 200),
-                     QStringLiteral("accent"));
-        co_return std::nullopt;
-    }
-    auto decoded = decodeJson<WhisperResponse>(response.body);
-    if (!decoded) {
-        pipeline.log(QStringLiteral("  Whisper request failed: ") + whisperDecodeError(response.body),
-                     QStringLiteral("accent"));
-        co_return std::nullopt;
-    }
-    co_return decoded;
+    co_return readChunkAnswer(pipeline, sent);
 }
 
 QCoro::Task<std::optional<TranscriptResult>> transcribe(LocalPipeline& pipeline, QStringList chunks,
@@ -162,14 +179,22 @@ QCoro::Task<std::optional<TranscriptResult>> transcribe(LocalPipeline& pipeline,
     QList<TranscriptSegment> all;
     double offset = 0;
     const qsizetype n = chunks.size();
+    RequestsAhead ahead(pipeline, n);
     for (qsizetype i = 0; i < n; ++i) {
         if (pipeline.isCancelled())
             co_return std::nullopt;
         pipeline.setProgress(0.15 + 0.3 * double(i) / double(n));
         pipeline.log(QStringLiteral("  Transcribing chunk %1/%2...").arg(i + 1).arg(n),
                      QStringLiteral("dim"));
+        // Cancelled since the test above (by a watcher of the log or progress): this turn's request
+        // still goes, as it would one at a time, and none ahead of it.
+        const qsizetype last = pipeline.isCancelled() ? i : ahead.lastToSend(i);
+        for (qsizetype j = ahead.nextToSend(); j <= last; ++j)
+            ahead.send(j, postAudio(pipeline, chunks[j], language, QStringLiteral("segment"), kChunkTimeout,
+                                    ahead.aborter()));
         const QString chunk = chunks[i];
-        const std::optional<WhisperResponse> answer = co_await transcribeChunk(pipeline, chunk, language);
+        const std::optional<HttpResponse> sent = co_await ahead.take(i);
+        const std::optional<WhisperResponse> answer = readChunkAnswer(pipeline, sent);
         if (answer) {
             const QString lang = answer->language.value_or(QStringLiteral("unknown"));
             for (const WhisperSegment& s : answer->segments)
@@ -179,7 +204,7 @@ QCoro::Task<std::optional<TranscriptResult>> transcribe(LocalPipeline& pipeline,
                          QStringLiteral("accent"));
         }
         // The measured length, so a failed chunk leaves a hole instead of shifting what follows.
-        offset += co_await pipeline.tools().getAudioDuration(chunk);
+        offset += co_await measuredLength(pipeline, chunk);
     }
     if (all.isEmpty())
         co_return std::nullopt;
@@ -212,25 +237,78 @@ std::optional<QList<WordTimestamp>> readWhisperWords(const QByteArray& body) {
     return out;
 }
 
+namespace {
+
+std::optional<QList<WordTimestamp>> readWordsAnswer(const std::optional<HttpResponse>& response) {
+    if (!response || !response->transportOk || response->status < 200 || response->status > 299)
+        return std::nullopt;
+    return readWhisperWords(response->body);
+}
+
+} // namespace
+
 QCoro::Task<std::optional<QList<WordTimestamp>>> transcribeWithWords(LocalPipeline& pipeline, QString path,
                                                                      QString language) {
     const std::optional<HttpResponse> response =
         co_await postAudio(pipeline, path, language, QStringLiteral("word"), kWordTimeout);
-    if (!response || !response->transportOk || response->status < 200 || response->status > 299)
-        co_return std::nullopt;
-    co_return readWhisperWords(response->body);
+    co_return readWordsAnswer(response);
 }
 
-QStringList wordCutArguments(const QString& audio, double startTime, double endTime, const QString& output) {
-    return QStringList{QStringLiteral("-y"),
-                       QStringLiteral("-i"),
-                       audio,
-                       QStringLiteral("-ss"),
-                       formatDouble(startTime),
-                       QStringLiteral("-t"),
-                       formatDouble(endTime - startTime)} +
-           media::pcmOutputArgs(output);
+QStringList wordCutArguments(const QString& audio, double startTime, double endTime, const QString& output,
+                             bool seekBeforeInput) {
+    const QString start = formatDouble(startTime);
+    QStringList args{QStringLiteral("-y")};
+    if (seekBeforeInput)
+        args << QStringLiteral("-ss") << start << QStringLiteral("-i") << audio;
+    else
+        args << QStringLiteral("-i") << audio << QStringLiteral("-ss") << start;
+    args << QStringLiteral("-t") << formatDouble(endTime - startTime);
+    return args + media::pcmOutputArgs(output);
 }
+
+namespace {
+
+QString momentCutPath(const QString& dir, qsizetype index) {
+    return dir + QStringLiteral("/word_seg_%1.wav").arg(index);
+}
+
+// A process per moment costs more than the cut itself. So the moments that can be cut go through
+// one ffmpeg run per kMomentsPerRun: each moment is an input of its own seeked to its start, so only
+// its own samples are read, with the rest of its arguments on its output (the bytes of a run of its
+// own; a test compares them with the documented command). At most kMomentsPerRun files are open at
+// once. Gives the moments cut; a run that fails leaves its moments to be cut one by one.
+QCoro::Task<QSet<qsizetype>> cutMomentsTogether(LocalPipeline& pipeline, QString audio, QString dir,
+                                                QList<StorySegment> segments) {
+    constexpr qsizetype kMomentsPerRun = 32;
+    QList<qsizetype> cuttable;
+    for (qsizetype i = 0; i < segments.size(); ++i) {
+        const StorySegment& s = segments[i];
+        if (std::isfinite(s.startTime) && std::isfinite(s.endTime) && s.startTime >= 0 &&
+            s.endTime > s.startTime)
+            cuttable << i;
+    }
+    QSet<qsizetype> cut;
+    for (qsizetype from = 0; from < cuttable.size(); from += kMomentsPerRun) {
+        const QList<qsizetype> run = cuttable.mid(from, kMomentsPerRun);
+        QStringList args{QStringLiteral("-y")};
+        for (const qsizetype i : run)
+            args << QStringLiteral("-ss") << formatDouble(segments[i].startTime) << QStringLiteral("-i")
+                 << audio;
+        for (qsizetype k = 0; k < run.size(); ++k) {
+            const StorySegment& s = segments[run[k]];
+            args << QStringLiteral("-map") << QStringLiteral("%1:a").arg(k) << QStringLiteral("-t")
+                 << formatDouble(s.endTime - s.startTime);
+            args += media::pcmOutputArgs(momentCutPath(dir, run[k]));
+        }
+        const bool ok = co_await pipeline.tools().runProcess(pipeline.toolPaths().ffmpeg, args);
+        if (ok)
+            for (const qsizetype i : run)
+                cut.insert(i);
+    }
+    co_return cut;
+}
+
+} // namespace
 
 QCoro::Task<QList<WordSegment>> wordLevelTranscribe(LocalPipeline& pipeline, MiningResults analysis,
                                                     QStringList mediaPaths, QString language) {
@@ -243,19 +321,45 @@ QCoro::Task<QList<WordSegment>> wordLevelTranscribe(LocalPipeline& pipeline, Min
                      QStringLiteral("dim"));
         co_return result;
     }
+    // Seeking before the input reads only the moment's own samples instead of all the audio before
+    // it, and writes the same bytes; checked for the extraction's own WAV and a start not below 0.
+    const bool pcm = isExtractedPcmWav(audio);
     const qsizetype n = analysis.segments.size();
+    RequestsAhead ahead(pipeline, n);
+    QSet<qsizetype> cutTogether;
     for (qsizetype i = 0; i < n; ++i) {
         if (pipeline.isCancelled())
             co_return result;
         pipeline.log(QStringLiteral("  Word transcribing segment %1/%2...").arg(i + 1).arg(n),
                      QStringLiteral("dim"));
-        const StorySegment segment = analysis.segments[i];
-        const QString cut = dir + QStringLiteral("/word_seg_%1.wav").arg(i);
-        const bool ok = co_await pipeline.tools().runProcess(
-            pipeline.toolPaths().ffmpeg, wordCutArguments(audio, segment.startTime, segment.endTime, cut));
-        if (!ok)
+        if (i == 0)
+            cutTogether = co_await cutMomentsTogether(pipeline, audio, dir, analysis.segments);
+        // The cuts stay one process at a time; those ahead of their turn are made while the
+        // requests already out are answered. Nothing goes ahead once the run is cancelled; a moment
+        // left unsent then is cut again at its turn should a reset() let the run go on.
+        for (qsizetype j = ahead.nextToSend(); j <= ahead.lastToSend(i); ++j) {
+            if (j > i && pipeline.isCancelled())
+                break;
+            const StorySegment segment = analysis.segments[j];
+            const QString cut = momentCutPath(dir, j);
+            const bool seekBefore = pcm && segment.startTime >= 0;
+            bool ok = cutTogether.contains(j);
+            if (!ok)
+                ok = co_await pipeline.tools().runProcess(
+                    pipeline.toolPaths().ffmpeg,
+                    wordCutArguments(audio, segment.startTime, segment.endTime, cut, seekBefore));
+            if (j > i && pipeline.isCancelled())
+                break;
+            if (ok)
+                ahead.send(j, postAudio(pipeline, cut, language, QStringLiteral("word"), kWordTimeout,
+                                        ahead.aborter()));
+            else
+                ahead.skip(j);
+        }
+        if (!ahead.wasSent(i))
             continue;
-        const auto words = co_await transcribeWithWords(pipeline, cut, language);
+        const std::optional<HttpResponse> response = co_await ahead.take(i);
+        const auto words = readWordsAnswer(response);
         if (!words)
             continue;
         result.push_back({qint64(i), *words});

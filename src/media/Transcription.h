@@ -15,11 +15,10 @@
 
 namespace ondrel {
 
-// The multipart form of every transcription request, byte for byte. `granularity` is "segment"
-// or "word"; the "language" part is left out for "auto".
-QByteArray whisperMultipartBody(const QByteArray& boundary, const QString& language,
-                                const QString& granularity, const QString& fileName,
-                                const QByteArray& fileBytes);
+// The multipart form of every transcription request, byte for byte, with the file at `path` read
+// as it goes out. `granularity` is "segment" or "word"; the "language" part is left out for "auto".
+QList<HttpBodyPart> whisperMultipartBody(const QByteArray& boundary, const QString& language,
+                                         const QString& granularity, const QString& path);
 
 // What the "language" part carries: the service names a language in words ("spanish", as a saved
 // project keeps it) but accepts only its code ("es"). "auto" and codes pass as they are; a word
@@ -34,7 +33,8 @@ QString whisperDecodeError(const QByteArray& body);
 
 QCoro::Task<std::optional<WhisperResponse>> transcribeChunk(LocalPipeline& pipeline, QString path,
                                                             QString language);
-// Every chunk in order on one clock; absent when nothing came back or the run was cancelled.
+// Every chunk in order on one clock; absent when nothing came back or the run was cancelled. The
+// requests of the next chunks go out ahead of their turn (see RequestsAhead).
 QCoro::Task<std::optional<TranscriptResult>> transcribe(LocalPipeline& pipeline, QStringList chunks,
                                                         QString language);
 
@@ -48,6 +48,7 @@ QCoro::Task<QList<WordSegment>> wordLevelTranscribe(LocalPipeline& pipeline, Min
                                                     QStringList mediaPaths, QString language);
 
 // ffmpeg's arguments that cut one moment out of the extracted audio.
-QStringList wordCutArguments(const QString& audio, double startTime, double endTime, const QString& output);
+QStringList wordCutArguments(const QString& audio, double startTime, double endTime, const QString& output,
+                             bool seekBeforeInput);
 
 } // namespace ondrel

@@ -1,4 +1,5 @@
 #include "core/Http.h"
+#include "core/Files.h"
 #include "core/PipelineLogModel.h"
 #include "support/FakeHttpServer.h"
 #include "support/TestEnv.h"
@@ -61,6 +62,48 @@ TEST(Http, StatusBodyHeadersAndTransportFailures) {
     EXPECT_EQ(got[0].method, "POST");
     EXPECT_EQ(got[0].header("X-API-Key"), "secret");
     EXPECT_EQ(got[0].body, R"({"q":true})");
+}
+
+// An answer past the limit is cut off as a failure, whether its length is announced or not, and
+// a body is read from its files as it goes out.
+TEST(Http, AnswersPastTheLimitFailAndBodiesStreamFromFiles) {
+    FakeHttpServer server;
+    ScriptedResponse announced{200, "{}"};
+    announced.announcedLength = 5000;
+    ScriptedResponse unannounced{200, QByteArray(300000, 'z')};
+    unannounced.announcedLength = -2;
+    server.enqueue("/announced", announced);
+    server.enqueue("/unannounced", unannounced);
+    server.enqueue("/fits", {200, QByteArray(1000, 'y')});
+    test::TestHome home;
+    const QString file = home.path() + "/part.bin";
+    QByteArray fileBytes(700000, '\0');
+    for (qsizetype i = 0; i < fileBytes.size(); ++i)
+        fileBytes[i] = char(i * 7 % 251);
+    ASSERT_TRUE(writeFileAtomically(file, fileBytes));
+    QNetworkAccessManager nam;
+
+    for (const char* path : {"/announced", "/unannounced", "/fits"}) {
+        SCOPED_TRACE(path);
+        HttpRequest req;
+        req.method = "POST";
+        req.url = server.baseUrl() + path;
+        req.bodyParts = {{"head|", {}}, {{}, file}, {"|tail", {}}};
+        req.maxAnswerBytes = 1000;
+        const HttpResponse r = QCoro::waitFor(sendHttp(nam, req));
+        const bool fits = QByteArray(path) == "/fits";
+        EXPECT_EQ(r.transportOk, fits);
+        EXPECT_EQ(r.errorText, fits ? QString() : kAnswerTooLargeText);
+        EXPECT_EQ(r.body.size(), fits ? 1000 : 0);
+        ASSERT_EQ(server.requestsTo(path).size(), 1);
+        EXPECT_TRUE(server.requestsTo(path)[0].body == "head|" + fileBytes + "|tail");
+    }
+    HttpRequest missing;
+    missing.method = "POST";
+    missing.url = server.baseUrl() + "/fits";
+    missing.bodyParts = {{{}, home.path() + "/gone.bin"}};
+    EXPECT_EQ(QCoro::waitFor(sendHttp(nam, missing)).errorText, "The file couldn’t be opened.");
+    EXPECT_EQ(server.requestsTo("/fits").size(), 1) << "nothing goes out without its file";
 }
 
 TEST(PipelineLogModel, BehavesAsAListModel) {

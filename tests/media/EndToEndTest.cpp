@@ -40,12 +40,10 @@ TEST_F(EndToEnd, TimelineToTranscriptThenTheCacheSparesTheSecondRun) {
     ASSERT_TRUE(makeBroadcastWav(b, 100, 500, 180000000, 1));
     ASSERT_TRUE(makeCameraMov(c, 60, 1000, "01:00:00;12", "30000/1001"));
     writeTimelineState(home, "Interview Cut", {c, b, a});
-    whisper.respondJson(kPath, 200,
-                        R"({"text":"hola a todos","language":"spanish",
-                            "segments":[{"start":0,"end":2,"text":"hola a todos"}]})");
-    whisper.respondJson(kPath, 200,
-                        R"({"text":"y la cámara","language":"spanish",
-                            "segments":[{"start":1,"end":3,"text":"y la cámara"}]})");
+    whisper.answerByFileName(kPath, {{"chunk_000.wav", {200, R"({"text":"hola a todos","language":"spanish",
+                                      "segments":[{"start":0,"end":2,"text":"hola a todos"}]})"}},
+                                     {"chunk_001.wav", {200, R"({"text":"y la cámara","language":"spanish",
+                                      "segments":[{"start":1,"end":3,"text":"y la cámara"}]})"}}});
 
     auto first = run();
     const Seen seen = mine(*first, "Interview Cut");

@@ -2,6 +2,8 @@
 #include "MediaFixtures.h"
 
 #include "core/Text.h"
+#include "media/PcmWav.h"
+#include "media/Transcription.h"
 
 #include <sys/resource.h>
 
@@ -192,18 +194,42 @@ TEST_F(Extraction, ChunksOfFiveMinutesAndNoneLeftFromTheRunBefore) {
     EXPECT_EQ(chunk(media + "/gone.wav"), QStringList{media + "/gone.wav"});
 }
 
-TEST_F(Extraction, SeekingBeforeTheInputWritesTheSameBytesAsTheDocumentedArguments) {
-    // Noise, so a shift of one sample changes the bytes; 650 s gives a short last chunk.
+// Chunks copied out of the extraction's WAV, and moments cut with the seek before the input, are
+// byte for byte what the documented ffmpeg commands write from the same file.
+TEST_F(Extraction, ChunksAndMomentsCutFromTheWavAreTheBytesOfTheDocumentedCommands) {
+    // Noise, so a shift of one sample changes the bytes; a last chunk of 50 s and one of 3 samples.
+    for (const char* seconds : {"650", "600.0001875"}) {
+        SCOPED_TRACE(seconds);
+        const QString wav = cache("extracted_audio.wav");
+        ASSERT_TRUE(lavfi(QStringLiteral("anoisesrc=r=16000:a=0.5:seed=7:d=%1").arg(seconds),
+                          {"-ac", "1", "-c:a", "pcm_s16le", wav}));
+        const QStringList got = chunk(wav);
+        ASSERT_EQ(got.size(), 3);
+        for (int i = 0; i < 3; ++i) {
+            const QString reference = media + QStringLiteral("/ref_%1.wav").arg(i);
+            ASSERT_TRUE(ffmpeg({"-i", wav, "-ss", QStringLiteral("%1.0").arg(300 * i), "-t", "300.0", "-ac",
+                                "1", "-ar", "16000", "-acodec", "pcm_s16le", reference}));
+            EXPECT_GT(readFile(reference).size(), 78);
+            EXPECT_TRUE(readFile(got[i]) == readFile(reference)) << "chunk " << i << " differs";
+            // The length that lays the next chunk on the clock, without ffprobe.
+            EXPECT_EQ(readPcmWav(got[i])->duration(), mediaDuration(reference)) << "chunk " << i;
+        }
+    }
+    // The moments are cut by one ffmpeg run for all of them.
     const QString wav = cache("extracted_audio.wav");
-    ASSERT_TRUE(lavfi("anoisesrc=r=16000:a=0.5:seed=7:d=650", {"-ac", "1", "-c:a", "pcm_s16le", wav}));
-    const QStringList got = chunk(wav);
-    ASSERT_EQ(got.size(), 3);
-    for (int i = 0; i < 3; ++i) {
-        const QString reference = media + QStringLiteral("/ref_%1.wav").arg(i);
-        ASSERT_TRUE(ffmpeg({"-i", wav, "-ss", QStringLiteral("%1.0").arg(300 * i), "-t", "300.0", "-ac", "1",
-                            "-ar", "16000", "-acodec", "pcm_s16le", reference}));
-        EXPECT_GT(readFile(reference).size(), 1000);
-        EXPECT_TRUE(readFile(got[i]) == readFile(reference)) << "chunk " << i << " differs";
+    MiningResults analysis;
+    for (const auto& [start, end] : QList<std::pair<double, double>>{
+             {0, 1.5}, {125.5, 158.2}, {17.03125, 19.0000313}, {99.99997, 100.5}, {599.9, 640}})
+        analysis.segments.push_back({analysis.segments.size(), start, end, "source", "t", "t", {}});
+    QCoro::waitFor(wordLevelTranscribe(*pipeline, analysis, {}, "es"));
+    for (qsizetype i = 0; i < analysis.segments.size(); ++i) {
+        const StorySegment& m = analysis.segments[i];
+        const QString documented = media + "/documented.wav", seekBefore = media + "/before.wav";
+        ASSERT_TRUE(ffmpeg(wordCutArguments(wav, m.startTime, m.endTime, documented, false)));
+        ASSERT_TRUE(ffmpeg(wordCutArguments(wav, m.startTime, m.endTime, seekBefore, true)));
+        EXPECT_GT(readFile(documented).size(), 78);
+        EXPECT_TRUE(readFile(cache(QStringLiteral("word_seg_%1.wav").arg(i))) == readFile(documented)) << i;
+        EXPECT_TRUE(readFile(seekBefore) == readFile(documented)) << i;
     }
 }
 

@@ -4,6 +4,8 @@
 #include "support/FakeHttpServer.h"
 
 #include <QRegularExpression>
+#include <QSet>
+#include <QTest>
 
 using namespace ondrel;
 using namespace ondrel::test;
@@ -73,12 +75,10 @@ TEST_F(Whisper, LaysChunksOnOneClockByTheirMeasuredLengthsAndSkipsAFailedOne) {
     ASSERT_TRUE(makeToneWav(media + "/chunk_0.wav", 3.0, 440));
     ASSERT_TRUE(makeToneWav(media + "/chunk_1.wav", 2.0, 440));
     // The first chunk's last words end at 2.5 s; the second chunk still starts at 3.
-    server.respondJson(kPath, 200, R"({"text":"","language":"spanish","segments":[
-        {"start":0,"end":1.5,"text":"hola"},{"start":1.5,"end":2.5,"text":"que tal"}]})");
-    server.respondJson(
-        kPath, 200, R"({"text":"","language":"english","segments":[{"start":1,"end":1.5,"text":"adiós"}]})");
-    server.respondJson(kPath, 500, R"({"error":"oops"})");
-    server.respondJson(kPath, 200, R"({"text":"","segments":[{"start":0.5,"end":1,"text":"sigue"}]})");
+    server.answerByFileName(kPath, {{"chunk_0.wav", {200, R"({"text":"","language":"spanish","segments":[
+        {"start":0,"end":1.5,"text":"hola"},{"start":1.5,"end":2.5,"text":"que tal"}]})"}},
+                                    {"chunk_1.wav", {200, R"({"text":"","language":"english",
+        "segments":[{"start":1,"end":1.5,"text":"adiós"}]})"}}});
     const LogLine start1{"  Transcribing chunk 1/2...", "dim"}, start2{"  Transcribing chunk 2/2...", "dim"};
 
     const auto both =
@@ -89,6 +89,9 @@ TEST_F(Whisper, LaysChunksOnOneClockByTheirMeasuredLengthsAndSkipsAFailedOne) {
                                       "spanish"}));
     EXPECT_EQ(logLines(*pipeline), (QList<LogLine>{start1, start2}));
 
+    server.answerByFileName(
+        kPath, {{"chunk_0.wav", {500, R"({"error":"oops"})"}},
+                {"chunk_1.wav", {200, R"({"text":"","segments":[{"start":0.5,"end":1,"text":"sigue"}]})"}}});
     auto second = mediaPipeline(home, server.baseUrl());
     const auto hole =
         QCoro::waitFor(transcribe(*second, {media + "/chunk_0.wav", media + "/chunk_1.wav"}, "es"));
@@ -127,6 +130,8 @@ TEST_F(Whisper, EachFailureLogsOneLine) {
         {{200, R"([1])"},
          "  Whisper request failed: The data couldn’t be read because it isn’t in the correct format."},
         {drop, "  Whisper request failed: The network connection was lost."},
+        {{200, "{}", "application/json", 0, false, false, kMaxAnswerBytes + 1},
+         "  Whisper request failed: The server’s answer is larger than 64 MiB."},
         {cut, "  Whisper request failed: The network connection was lost."},
     };
     writeFile(media + "/c.wav", "x");
@@ -155,13 +160,16 @@ TEST_F(Whisper, WordLevelCutsEachMomentAndKeepsItsPosition) {
     // Words without both times are dropped; the third moment ends before it starts, so it cannot be
     // cut and sends nothing; an answer without words gives no entry.
     ASSERT_TRUE(makeToneWav(cache("extracted_audio.wav"), 10.0, 440));
-    server.respondJson(kPath, 200,
-                       R"({"words":[{"word":"uno","start":0.1,"end":0.4},{"word":"dos","start":0.5},
-                                      {"word":"x","start":"0","end":1},{"word":1,"start":0,"end":1}]})");
-    server.respondJson(kPath, 500, "fail");
-    server.respondJson(kPath, 200, R"({"words":[{"word":"tres","start":0,"end":0.3}]})");
-    server.respondJson(kPath, 200, R"({"words":[]})");
-    server.respondJson(kPath, 200, R"({"text":"no words"})");
+    server.answerByFileName(
+        kPath, {
+                   {"word_seg_0.wav",
+                    {200, R"({"words":[{"word":"uno","start":0.1,"end":0.4},{"word":"dos","start":0.5},
+                                      {"word":"x","start":"0","end":1},{"word":1,"start":0,"end":1}]})"}},
+                   {"word_seg_1.wav", {500, "fail"}},
+                   {"word_seg_3.wav", {200, R"({"words":[{"word":"tres","start":0,"end":0.3}]})"}},
+                   {"word_seg_4.wav", {200, R"({"words":[]})"}},
+                   {"word_seg_5.wav", {200, R"({"text":"no words"})"}},
+               });
     auto p = mediaPipeline(home, server.baseUrl());
     const auto words = QCoro::waitFor(wordLevelTranscribe(*p, analysis, {}, "auto"));
     EXPECT_EQ(words, (QList<WordSegment>{{0, {{"uno", 0.1, 0.4}}}, {3, {{"tres", 0, 0.3}}}, {4, {}}}));
@@ -176,7 +184,181 @@ TEST_F(Whisper, WordLevelCutsEachMomentAndKeepsItsPosition) {
         EXPECT_TRUE(r.body.contains("name=\"timestamp_granularities[]\"\r\n\r\nword\r\n"));
         EXPECT_FALSE(r.body.contains("name=\"language\""));
     }
-    EXPECT_TRUE(requests[0].body.contains("filename=\"word_seg_0.wav\""));
+}
+
+// What a person or the next step sees of transcribing or word timing.
+struct Seen {
+    QList<LogLine> log;
+    QList<double> progress;
+    std::optional<TranscriptResult> transcript;
+    QList<WordSegment> words;
+    bool operator==(const Seen&) const = default;
+};
+
+std::shared_ptr<LocalPipeline> pipelineSendingAtOnce(const TestHome& home, const FakeHttpServer& server,
+                                                     int maxOpenRequests) {
+    PipelineEnvironment env = home.pipelineEnvironment();
+    env.endpoints.openaiHost = server.baseUrl();
+    env.env.insert(QStringLiteral("OPENAI_API_KEY"), kKey);
+    env.maxOpenRequests = maxOpenRequests;
+    return mediaPipeline(env);
+}
+
+QSet<QByteArray> fileNamesSent(const FakeHttpServer& server) {
+    // Requests still on their way after the step returned would arrive within this.
+    QTest::qWait(300);
+    QSet<QByteArray> names;
+    for (const auto& r : server.requests())
+        names.insert(r.fileName());
+    return names;
+}
+
+QSet<QByteArray> namesOf(const char* pattern, int first, int last) {
+    QSet<QByteArray> names;
+    for (int i = first; i <= last; ++i)
+        names.insert(QByteArray(pattern).replace("%1", QByteArray::number(i)));
+    return names;
+}
+
+// Sending the next chunks while one is awaited shows the same log, progress and transcript as one
+// at a time, whatever chunk 2 gets back and when the run is cancelled at chunk 3 (then nothing new
+// goes out); at most four requests are open at once.
+TEST_F(Whisper, ChunksSentAheadShowExactlyWhatOneAtATimeShows) {
+    constexpr int kChunks = 7;
+    QStringList chunks;
+    for (int i = 0; i < kChunks; ++i) {
+        chunks << media + QStringLiteral("/chunk_%1.wav").arg(i);
+        ASSERT_TRUE(makeToneWav(chunks.last(), 1.0 + 0.25 * i, 440));
+    }
+    ScriptedResponse drop;
+    drop.dropConnection = true;
+    enum class Stop { never, cancel, cancelAndReset };
+    const struct {
+        const char* name;
+        std::optional<ScriptedResponse> second;
+        Stop stop;
+        int logLines;
+    } cases[] = {
+        {"every chunk answers", {}, Stop::never, kChunks},
+        {"chunk 2 refused", ScriptedResponse{500, "busy"}, Stop::never, kChunks + 2},
+        {"chunk 2 dropped", drop, Stop::never, kChunks + 2},
+        {"chunk 2 too many requests", ScriptedResponse{429, R"({"error":"slow down"})"}, Stop::never,
+         kChunks + 2},
+        {"chunk 2 too large",
+         ScriptedResponse{200, "{}", "application/json", 0, false, false, kMaxAnswerBytes + 1}, Stop::never,
+         kChunks + 2},
+        {"cancelled at chunk 3", {}, Stop::cancel, 3},
+        {"cancelled and reset at chunk 3", {}, Stop::cancelAndReset, kChunks - 2},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        Seen seen[2];
+        for (const int maxOpen : {1, 4}) {
+            FakeHttpServer one;
+            QHash<QByteArray, ScriptedResponse> answers;
+            for (int i = 0; i < kChunks; ++i) {
+                // Later chunks answer sooner, so answers come back out of order.
+                answers.insert(QStringLiteral("chunk_%1.wav").arg(i).toUtf8(),
+                               {200,
+                                QStringLiteral(R"({"text":"","language":"l%1","segments":[
+                                    {"start":0.5,"end":0.75,"text":"c%1"}]})")
+                                    .arg(i)
+                                    .toUtf8(),
+                                "application/json", 30 * (kChunks - i)});
+            }
+            // The turn a cancel comes at waits long enough for anything wrongly sent to arrive.
+            answers["chunk_2.wav"].delayMs = 400;
+            if (c.second)
+                answers["chunk_1.wav"] = *c.second;
+            one.answerByFileName(kPath, answers);
+            auto p = pipelineSendingAtOnce(home, one, maxOpen);
+            Seen& s = seen[maxOpen > 1];
+            bool stopped = false;
+            QObject::connect(p.get(), &LocalPipeline::progressChanged, [&] {
+                s.progress << p->progress();
+                if (c.stop != Stop::never && !stopped && p->progress() == 0.15 + 0.3 * 2 / kChunks) {
+                    stopped = true;
+                    p->cancel();
+                    if (c.stop == Stop::cancelAndReset)
+                        p->reset();
+                }
+            });
+            s.transcript = QCoro::waitFor(transcribe(*p, chunks, "auto"));
+            s.log = logLines(*p);
+            EXPECT_LE(one.mostOpenAtOnce(), maxOpen);
+            const int lastSent = c.stop == Stop::cancel ? (maxOpen == 1 ? 2 : 4) : kChunks - 1;
+            EXPECT_EQ(fileNamesSent(one), namesOf("chunk_%1.wav", 0, lastSent));
+            EXPECT_EQ(one.requests().size(), lastSent + 1) << "sent twice";
+            if (c.stop == Stop::never && !c.second) {
+                EXPECT_EQ(one.mostOpenAtOnce(), maxOpen);
+            }
+        }
+        EXPECT_EQ(seen[1], seen[0]);
+        EXPECT_EQ(seen[0].log.size(), c.logLines);
+    }
+}
+
+// After a refusal for too many requests nothing more goes ahead until the turns catch up.
+TEST_F(Whisper, TooManyRequestsHoldsTheRequestsAhead) {
+    QStringList chunks;
+    for (int i = 0; i < 8; ++i) {
+        chunks << media + QStringLiteral("/chunk_%1.wav").arg(i);
+        ASSERT_TRUE(makeToneWav(chunks.last(), 1.0, 440));
+    }
+    FakeHttpServer one;
+    int answeredBeforeFifth = -1;
+    one.answerWith(kPath, [&](const RecordedRequest& r) -> ScriptedResponse {
+        const int index = r.fileName().mid(6, 1).toInt();
+        if (index == 0)
+            return {429, R"({"error":"rate limit"})"};
+        if (index == 4)
+            answeredBeforeFifth = one.answered();
+        return {200, R"({"text":"","segments":[]})", "application/json", index <= 3 ? 150 : 0};
+    });
+    auto p = pipelineSendingAtOnce(home, one, 4);
+    QCoro::waitFor(transcribe(*p, chunks, "auto"));
+    EXPECT_EQ(answeredBeforeFifth, 4) << "chunk 5 went out before chunks 2 to 4 were answered";
+    EXPECT_EQ(one.requests().size(), 8);
+}
+
+// The word timing of the chosen moments goes ahead the same way: the same log and words as one at
+// a time, also with a moment that cannot be cut, one whose request fails and a cancel mid-way.
+TEST_F(Whisper, WordTimingSentAheadShowsExactlyWhatOneAtATimeShows) {
+    ASSERT_TRUE(makeToneWav(cache("extracted_audio.wav"), 10.0, 440));
+    MiningResults analysis;
+    for (const auto& [s, e] :
+         QList<std::pair<double, double>>{{1, 2}, {2, 3}, {4, 3}, {3, 4}, {5, 6}, {6, 7}, {7, 9}})
+        analysis.segments.push_back({analysis.segments.size() + 1, s, e, "source", "t", "t", {}});
+    for (const bool cancel : {false, true}) {
+        SCOPED_TRACE(cancel ? "cancelled at moment 2" : "to the end");
+        Seen seen[2];
+        for (const int maxOpen : {1, 4}) {
+            FakeHttpServer one;
+            QHash<QByteArray, ScriptedResponse> answers;
+            for (int i = 0; i < 7; ++i)
+                answers.insert(
+                    QStringLiteral("word_seg_%1.wav").arg(i).toUtf8(),
+                    {200, QStringLiteral(R"({"words":[{"word":"w%1","start":0,"end":0.5}]})").arg(i).toUtf8(),
+                     "application/json", 20 * (7 - i)});
+            answers["word_seg_1.wav"] = {500, "busy", "application/json", 1200};
+            one.answerByFileName(kPath, answers);
+            auto p = pipelineSendingAtOnce(home, one, maxOpen);
+            QObject::connect(p->logModel(), &QAbstractItemModel::rowsInserted, [&] {
+                if (cancel && p->logs().last().text == "  Word transcribing segment 2/7...")
+                    p->cancel();
+            });
+            Seen& s = seen[maxOpen > 1];
+            s.words = QCoro::waitFor(wordLevelTranscribe(*p, analysis, {}, "auto"));
+            s.log = logLines(*p);
+            EXPECT_LE(one.mostOpenAtOnce(), maxOpen);
+            QSet<QByteArray> expected = namesOf("word_seg_%1.wav", 0, cancel ? (maxOpen == 1 ? 1 : 3) : 6);
+            expected.remove("word_seg_2.wav");
+            EXPECT_EQ(fileNamesSent(one), expected);
+            EXPECT_EQ(one.requests().size(), expected.size()) << "sent twice";
+        }
+        EXPECT_EQ(seen[1], seen[0]);
+        EXPECT_EQ(seen[0].words.size(), cancel ? 1 : 5);
+    }
 }
 
 } // namespace

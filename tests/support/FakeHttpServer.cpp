@@ -4,6 +4,8 @@
 #include <QTcpSocket>
 #include <QTimer>
 
+#include <algorithm>
+
 namespace ondrel::test {
 
 FakeHttpServer::FakeHttpServer() {
@@ -23,6 +25,21 @@ void FakeHttpServer::enqueue(const QByteArray& path, ScriptedResponse response) 
     m_routes[path].push_back(std::move(response));
 }
 
+QByteArray RecordedRequest::fileName() const {
+    const QByteArray marker = "; filename=\"";
+    const qsizetype at = body.indexOf(marker);
+    if (at < 0)
+        return {};
+    const qsizetype from = at + marker.size();
+    return body.mid(from, body.indexOf('"', from) - from);
+}
+
+void FakeHttpServer::answerByFileName(const QByteArray& path, QHash<QByteArray, ScriptedResponse> answers) {
+    answerWith(path, [answers = std::move(answers)](const RecordedRequest& request) {
+        return answers.value(request.fileName(), ScriptedResponse{404, R"({"error":"no such file"})"});
+    });
+}
+
 QList<RecordedRequest> FakeHttpServer::requestsTo(const QByteArray& path) const {
     QList<RecordedRequest> out;
     for (const auto& r : m_requests)
@@ -34,14 +51,27 @@ QList<RecordedRequest> FakeHttpServer::requestsTo(const QByteArray& path) const 
 void FakeHttpServer::onConnection() {
     while (QTcpSocket* socket = m_server.nextPendingConnection()) {
         connect(socket, &QTcpSocket::readyRead, this, [this, socket] {
-            m_buffers[socket] += socket->readAll();
+            const QByteArray bytes = socket->readAll();
+            if (!bytes.isEmpty() && !m_open.contains(socket)) {
+                m_open.insert(socket, -1);
+                m_mostOpen = std::max(m_mostOpen, int(m_open.size()));
+            }
+            m_buffers[socket] += bytes;
             tryServe(socket);
         });
         connect(socket, &QTcpSocket::disconnected, this, [this, socket] {
-            m_buffers.remove(socket);
+            const qsizetype whole = m_open.value(socket, -1);
+            if (whole >= 0)
+                m_abandoned.push_back(m_requests[whole]);
+            close(socket);
             socket->deleteLater();
         });
     }
+}
+
+void FakeHttpServer::close(QTcpSocket* socket) {
+    m_buffers.remove(socket);
+    m_open.remove(socket);
 }
 
 void FakeHttpServer::tryServe(QTcpSocket* socket) {
@@ -65,25 +95,34 @@ void FakeHttpServer::tryServe(QTcpSocket* socket) {
         return; // body still coming
     req.body = buf.mid(headerEnd + 4, length);
     buf.clear();
+    m_open[socket] = m_requests.size();
     m_requests.push_back(req);
 
     const QByteArray route = req.path.split('?').first();
     ScriptedResponse response{404, R"({"error":"not found"})"};
     auto it = m_routes.find(route);
-    if (it != m_routes.end() && !it->isEmpty())
+    if (const auto responder = m_responders.constFind(route); responder != m_responders.constEnd())
+        response = (*responder)(req);
+    else if (it != m_routes.end() && !it->isEmpty())
         response = it->size() > 1 ? it->takeFirst() : it->first();
 
     QPointer<QTcpSocket> guard(socket);
-    auto answer = [guard, response] {
+    auto answer = [this, guard, response] {
         if (!guard)
             return;
+        m_open.remove(guard.data());
+        ++m_answered;
         if (response.dropConnection) {
             guard->abort();
             return;
         }
         QByteArray out = "HTTP/1.1 " + QByteArray::number(response.status) + " Status\r\n";
         out += "Content-Type: " + response.contentType + "\r\n";
-        out += "Content-Length: " + QByteArray::number(response.body.size()) + "\r\n";
+        if (response.announcedLength != -2)
+            out += "Content-Length: " +
+                   QByteArray::number(response.announcedLength >= 0 ? response.announcedLength
+                                                                    : qint64(response.body.size())) +
+                   "\r\n";
         out += "Connection: close\r\n\r\n";
         out += response.cutBody ? response.body.left(response.body.size() / 2) : response.body;
         guard->write(out);

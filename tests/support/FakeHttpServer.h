@@ -10,6 +10,8 @@
 #include <QString>
 #include <QTcpServer>
 
+#include <functional>
+
 namespace ondrel::test {
 
 struct RecordedRequest {
@@ -19,6 +21,8 @@ struct RecordedRequest {
     QByteArray body;
 
     QByteArray header(const QByteArray& name) const { return headers.value(name.toLower()); }
+    // The file name of a multipart upload's file part; empty without one.
+    QByteArray fileName() const;
 };
 
 struct ScriptedResponse {
@@ -28,6 +32,7 @@ struct ScriptedResponse {
     int delayMs = 0;             // wait before answering
     bool dropConnection = false; // close after reading the request, without answering
     bool cutBody = false;        // announce the whole body, send half of it, close
+    qint64 announcedLength = -1; // a Content-Length other than the body's; -2: none, the close ends it
 };
 
 class FakeHttpServer : public QObject {
@@ -46,6 +51,20 @@ public:
     }
     // From now on the path answers this, whatever was queued.
     void answerAlways(const QByteArray& path, ScriptedResponse response) { m_routes[path] = {std::move(response)}; }
+    // From now on the path answers what `answer` makes of each request, whatever was queued.
+    using Responder = std::function<ScriptedResponse(const RecordedRequest&)>;
+    void answerWith(const QByteArray& path, Responder answer) { m_responders[path] = std::move(answer); }
+    // From now on the path answers each upload by its file name (404 for another): requests that
+    // go out together may arrive in any order.
+    void answerByFileName(const QByteArray& path, QHash<QByteArray, ScriptedResponse> answers);
+
+    // Requests open at once, from their first byte until answered or closed: now and at most.
+    int openNow() const { return m_open.size(); }
+    int mostOpenAtOnce() const { return m_mostOpen; }
+    // Whole requests whose connection the client closed before the answer went out.
+    const QList<RecordedRequest>& abandoned() const { return m_abandoned; }
+    // Answers sent so far (a dropped connection counts as one).
+    int answered() const { return m_answered; }
 
     const QList<RecordedRequest>& requests() const { return m_requests; }
     QList<RecordedRequest> requestsTo(const QByteArray& path) const;
@@ -55,9 +74,16 @@ private:
     void tryServe(class QTcpSocket* socket);
 
     QTcpServer m_server;
+    void close(QTcpSocket* socket);
+
     QHash<QByteArray, QList<ScriptedResponse>> m_routes;
+    QHash<QByteArray, Responder> m_responders;
     QList<RecordedRequest> m_requests;
+    QList<RecordedRequest> m_abandoned;
     QHash<QTcpSocket*, QByteArray> m_buffers;
+    QHash<QTcpSocket*, qsizetype> m_open; // open requests by connection: the index of a whole one, or -1
+    int m_mostOpen = 0;
+    int m_answered = 0;
 };
 
 } // namespace ondrel::test
