@@ -1,5 +1,7 @@
 #include "AuditModel.h"
 
+#include "ClockText.h"
+
 #include "Theme.h"
 #include "analysis/AnswerText.h"
 #include "export/ExportBundle.h"
@@ -43,7 +45,7 @@ QVariant AuditGoldModel::data(const QModelIndex& index, int role) const {
     case ReasonRole:
         return m.reason;
     case RangeTextRole:
-        return AuditModel::rangeText(m.startTime, m.endTime);
+        return clockRangeText(m.startTime, m.endTime);
     case DurationTextRole: {
         const double seconds = std::trunc(m.endTime - m.startTime);
         return QStringLiteral("%1s").arg(std::isfinite(seconds) ? qint64(seconds) : 0);
@@ -150,14 +152,6 @@ AuditModel::AuditModel(QObject* parent)
     connect(&m_gold, &AuditGoldModel::selectionChanged, this, &AuditModel::selectionChanged);
 }
 
-QString AuditModel::formatTime(double seconds) {
-    return ExportBundle::formatTimestamp(seconds).value_or(QStringLiteral("0:00"));
-}
-
-QString AuditModel::rangeText(double start, double end) {
-    return u'[' + formatTime(start) + QStringLiteral(" → ") + formatTime(end) + u']';
-}
-
 void AuditModel::setWizard(MineView* wizard) {
     if (wizard == m_wizard)
         return;
@@ -182,12 +176,12 @@ void AuditModel::setReport(const AuditReport& report) {
     QList<QStringList> redundancies;
     for (const Redundancy& r : report.redundancies)
         redundancies.push_back(
-            {r.topic, rangeText(r.firstStart, r.firstEnd), rangeText(r.secondStart, r.secondEnd)});
+            {r.topic, clockRangeText(r.firstStart, r.firstEnd), clockRangeText(r.secondStart, r.secondEnd)});
     m_redundancies.setRows(std::move(redundancies));
     QList<QStringList> alternates;
     for (const AlternateTake& a : report.alternates)
-        alternates.push_back({a.alternateText, a.reason, rangeText(a.existingStart, a.existingEnd),
-                              rangeText(a.alternateStart, a.alternateEnd)});
+        alternates.push_back({a.alternateText, a.reason, clockRangeText(a.existingStart, a.existingEnd),
+                              clockRangeText(a.alternateStart, a.alternateEnd)});
     m_alternates.setRows(std::move(alternates));
     emit reportChanged();
 }

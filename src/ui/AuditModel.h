@@ -113,11 +113,6 @@ class AuditModel : public QObject {
 public:
     explicit AuditModel(QObject* parent = nullptr);
 
-    // "{m}:{ss}" of the whole seconds.
-    static QString formatTime(double seconds);
-    // "[{m:ss} → {m:ss}]"
-    static QString rangeText(double start, double end);
-
     MineView* wizard() const { return m_wizard; }
     void setWizard(MineView* wizard);
     // The report on show; the wizard's page sets it from the pipeline.

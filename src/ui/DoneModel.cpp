@@ -1,5 +1,7 @@
 #include "DoneModel.h"
 
+#include "ClockText.h"
+
 #include "AppServices.h"
 #include "Theme.h"
 #include "export/EDLExporter.h"
@@ -148,10 +150,6 @@ DoneModel::DoneModel(QObject* parent)
     , m_acts(this)
     , m_exportFiles(this) {}
 
-QString DoneModel::fmtDur(double seconds) {
-    return ExportBundle::formatDuration(seconds).value_or(QStringLiteral("0:00"));
-}
-
 QList<MediaFileInfo> DoneModel::createDummyMediaInfo(const MiningResults& results) {
     QList<MediaFileInfo> out;
     QSet<QString> seen;
@@ -225,7 +223,7 @@ bool DoneModel::hasExportDir() const {
 
 QString DoneModel::summaryText() const {
     const MiningResults& r = results();
-    return QStringLiteral("%1 story moments · %2").arg(r.segments.size()).arg(fmtDur(r.estimatedDuration));
+    return QStringLiteral("%1 story moments · %2").arg(r.segments.size()).arg(clockText(r.estimatedDuration));
 }
 
 // Every assignment ends the wait, the same text as last time included: a rebuild that ends as the

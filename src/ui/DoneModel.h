@@ -3,6 +3,7 @@
 // Resolve and its outcome, the story's structure bar, the quick stats and the export files. Made by
 // the page each time it appears, so the build status and the burst start afresh.
 
+#include "ClockText.h"
 #include "MineView.h"
 #include "core/Records.h"
 
@@ -124,8 +125,6 @@ public:
     static constexpr const char* kProjectName = "Ondrel Story Edit";
     static constexpr double kExportFps = 24.0;
 
-    // "{m}:{ss}" of the whole seconds, minutes never carried into hours: 3700 s read "61:40".
-    static QString fmtDur(double seconds);
     // What the EDL and FCPXML exporters get for the run's media: each path's probed facts, a
     // stand-in of an hour for a path without a probe, or, without paths, placeholder files named
     // after the story's source clips so that an export can still be written.
@@ -149,7 +148,7 @@ public:
     DoneActsModel* acts() { return &m_acts; }
     int segmentCount() const { return int(results().segments.size()); }
     int subtitleCount() const { return int(results().subtitles.size()); }
-    QString durationText() const { return fmtDur(results().estimatedDuration); }
+    QString durationText() const { return clockText(results().estimatedDuration); }
     int actCount() const { return int(results().structure.acts.size()); }
 
     bool hasExportDir() const;

@@ -1,5 +1,6 @@
 #include "ReviewModel.h"
 
+#include "ClockText.h"
 #include "Theme.h"
 #include "core/Text.h"
 
@@ -7,16 +8,11 @@
 
 namespace ondrel {
 
-QString reviewClockText(double seconds) {
-    const qint64 whole = qint64(std::trunc(seconds));
-    return QString::asprintf("%lld:%02lld", whole / 60, whole % 60);
-}
-
 QString reviewTotalsText(const QList<StorySegment>& segments) {
     double total = 0;
     for (const StorySegment& s : segments)
         total += s.endTime - s.startTime;
-    return QStringLiteral("%1 segments · %2").arg(segments.size()).arg(reviewClockText(total));
+    return QStringLiteral("%1 segments · %2").arg(segments.size()).arg(clockText(total));
 }
 
 QHash<QString, QColor> chapterColors(const QList<StorySegment>& segments) {
@@ -61,7 +57,7 @@ QVariant ReviewModel::data(const QModelIndex& index, int role) const {
     case ChapterColorRole:
         return m_colors.value(s.chapter.value_or(QString()), colorFromHex("8E8E93"));
     case TimeRangeRole:
-        return QStringLiteral("[%1 → %2]").arg(reviewClockText(s.startTime), reviewClockText(s.endTime));
+        return clockRangeText(s.startTime, s.endTime);
     case DurationRole:
         return QStringLiteral("%1s").arg(qint64(std::trunc(s.endTime - s.startTime)));
     case TranscriptRole:

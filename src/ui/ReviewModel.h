@@ -19,7 +19,6 @@
 namespace ondrel {
 
 // "{m}:{ss}", the seconds cut to a whole number.
-QString reviewClockText(double seconds);
 // "{n} segments · {m}:{ss}".
 QString reviewTotalsText(const QList<StorySegment>& segments);
 // Each named chapter, in the order met, takes the next colour of a palette of ten, round again

@@ -2,6 +2,7 @@
 // clock texts, chapter colours, live reorder, preview playback, removal, sending), then the pages
 // through their real QML against the wizard's fakes.
 #include "UiTestSupport.h"
+#include "ui/ClockText.h"
 
 #include "core/WorkQueue.h"
 #include "ui/ProcessingModel.h"
@@ -130,10 +131,10 @@ TEST(ProcessingRules, LogColoursAndTheCreditsLine) {
 // ---- review rules ----------------------------------------------------------------------------
 
 TEST(ReviewRules, ClockAndTotals) {
-    EXPECT_EQ(reviewClockText(0), "0:00");
-    EXPECT_EQ(reviewClockText(59.99), "0:59");
-    EXPECT_EQ(reviewClockText(61), "1:01");
-    EXPECT_EQ(reviewClockText(3725.5), "62:05");
+    EXPECT_EQ(clockText(0), "0:00");
+    EXPECT_EQ(clockText(59.99), "0:59");
+    EXPECT_EQ(clockText(61), "1:01");
+    EXPECT_EQ(clockText(3725.5), "62:05");
     EXPECT_EQ(reviewTotalsText({}), "0 segments · 0:00");
     // The sum is cut once, not each segment: 12.6 + 12.6 reads 0:25.
     EXPECT_EQ(reviewTotalsText({segment(1, 0, 12.6), segment(2, 20, 32.6)}), "2 segments · 0:25");
