@@ -90,12 +90,48 @@ private:
     qint64 m_pos = 0;
 };
 
-bool isTransportError(QNetworkReply::NetworkError error) {
-    // 1-199: connection, TLS and proxy failures; a failed re-send and a broken protocol also mean
-    // that no whole answer came back. Status errors (4xx, 5xx) are answers.
-    return (error > QNetworkReply::NoError && error < 200) || error == QNetworkReply::ContentReSendError ||
-           error == QNetworkReply::ProtocolFailure || error == QNetworkReply::ProtocolUnknownError ||
-           error == QNetworkReply::ProtocolInvalidOperationError;
+// The error Qt's HTTP backend gives a reply for its status alone (qhttpthreaddelegate.cpp), when
+// the answer came back whole. Qt folds statuses into error codes that share their numbers with
+// transport failures (400 reads as a "protocol" error, 407 as a proxy one), so a reply is an answer
+// exactly when its error is none or the one its status explains; anything else (refused, reset,
+// cut off after the status line, timed out, a refused re-send) means no whole answer came back.
+QNetworkReply::NetworkError errorForStatus(int status) {
+    switch (status) {
+    case 400:
+    case 418:
+        return QNetworkReply::ProtocolInvalidOperationError;
+    case 401:
+        return QNetworkReply::AuthenticationRequiredError;
+    case 403:
+        return QNetworkReply::ContentAccessDenied;
+    case 404:
+        return QNetworkReply::ContentNotFoundError;
+    case 405:
+        return QNetworkReply::ContentOperationNotPermittedError;
+    case 407:
+        return QNetworkReply::ProxyAuthenticationRequiredError;
+    case 409:
+        return QNetworkReply::ContentConflictError;
+    case 410:
+        return QNetworkReply::ContentGoneError;
+    case 500:
+        return QNetworkReply::InternalServerError;
+    case 501:
+        return QNetworkReply::OperationNotImplementedError;
+    case 503:
+        return QNetworkReply::ServiceUnavailableError;
+    default:
+        if (status > 500)
+            return QNetworkReply::UnknownServerError;
+        if (status >= 400)
+            return QNetworkReply::UnknownContentError;
+        return QNetworkReply::NoError;
+    }
+}
+
+bool isWholeAnswer(const QNetworkReply& reply, const QVariant& status) {
+    return status.isValid() &&
+           (reply.error() == QNetworkReply::NoError || reply.error() == errorForStatus(status.toInt()));
 }
 
 // The words a user reads for the common failures; Qt's own text otherwise.
@@ -112,7 +148,8 @@ QString transportErrorText(const QNetworkReply& reply) {
     case QNetworkReply::HostNotFoundError:
         return QStringLiteral("A server with the specified hostname could not be found.");
     case QNetworkReply::SslHandshakeFailedError:
-        return QStringLiteral("An SSL error has occurred and a secure connection to the server cannot be made.");
+        return QStringLiteral(
+            "An SSL error has occurred and a secure connection to the server cannot be made.");
     default:
         return reply.errorString();
     }
@@ -184,7 +221,7 @@ QCoro::Task<HttpResponse> sendHttp(QNetworkAccessManager& network, HttpRequest r
     if (tooLarge) {
         out.body.clear();
         out.errorText = kAnswerTooLargeText;
-    } else if (status.isValid() && !isTransportError(reply->error())) {
+    } else if (isWholeAnswer(*reply, status)) {
         out.transportOk = true;
         out.status = status.toInt();
     } else {

@@ -153,12 +153,21 @@ QCoro::Task<> UpdateManager::downloadAndInstall() {
     const std::shared_ptr<QNetworkAccessManager> network = m_api.network();
     HttpRequest request;
     request.url = url;
-    // The status is not looked at: whatever body came is taken for the zip.
     const HttpResponse response = co_await sendHttp(*network, request);
     if (!self)
         co_return;
     if (!response.transportOk) {
         failDownload(response.errorText);
+        co_return;
+    }
+    // An error page is not a plugin: unpacked, it would only fail later with a stranger message.
+    if (response.status < 200 || response.status > 299) {
+        const QString body = utf8OrEmpty(response.body);
+        failDownload(UpdateError(UpdateError::Kind::downloadFailed,
+                                 QStringLiteral("HTTP %1: %2")
+                                     .arg(response.status)
+                                     .arg(body.isEmpty() ? QStringLiteral("Unknown error") : body.left(200)))
+                         .description());
         co_return;
     }
     const QString zip = work + QStringLiteral("/plugin-update.zip");

@@ -3,9 +3,9 @@
 #include "AnalysisTestSupport.h"
 
 #include "analysis/AnswerText.h"
-#include "core/DecodeError.h"
 #include "analysis/StoryAnalysis.h"
 #include "analysis/StyleModel.h"
+#include "core/DecodeError.h"
 
 #include <gtest/gtest.h>
 
@@ -189,6 +189,10 @@ TEST(AnalyzeStory, AnswersAndTheirLogLines) {
          validResults(),
          {}},
         {{429, rateLimited}, std::nullopt, {{"  Claude HTTP error: " + rateLimited.left(300), "accent"}}},
+        {{400, R"({"type":"error","error":{"type":"invalid_request_error","message":"prompt is too long"}})"},
+         std::nullopt,
+         {{R"(  Claude HTTP error: {"type":"error","error":{"type":"invalid_request_error","message":"prompt is too long"}})",
+           "accent"}}},
         {{401, QByteArray("invalid x-api-key: ") + TEST_KEY},
          std::nullopt,
          {{"  Claude HTTP error: invalid x-api-key: [redacted]", "accent"}}},

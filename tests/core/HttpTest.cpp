@@ -64,6 +64,71 @@ TEST(Http, StatusBodyHeadersAndTransportFailures) {
     EXPECT_EQ(got[0].body, R"({"q":true})");
 }
 
+// Qt folds each status into an error code, some of them numbered like transport failures (400 is
+// a "protocol" error, 407 a proxy one); every status that came back with its whole body is the
+// service's answer, to small and multi-megabyte bodies from memory and from files alike. Only a
+// connection that yields no whole answer is a transport failure, and nothing goes out twice.
+TEST(Http, EveryStatusWithItsBodyIsAnAnswer) {
+    FakeHttpServer server;
+    test::TestHome home;
+    QByteArray big(3 * 1024 * 1024, '\0');
+    for (qsizetype i = 0; i < big.size(); ++i)
+        big[i] = char(i * 13 % 253);
+    const QString file = home.path() + "/big.bin";
+    ASSERT_TRUE(writeFileAtomically(file, big));
+    QNetworkAccessManager nam;
+
+    const int statuses[] = {200, 201, 400, 401, 402, 403, 404, 405, 407, 409, 410,
+                            413, 415, 418, 422, 429, 500, 501, 502, 503, 504, 529};
+    enum class Body { small, bigInMemory, bigFromFile };
+    int n = 0;
+    for (const int status : statuses) {
+        for (const Body body : {Body::small, Body::bigInMemory, Body::bigFromFile}) {
+            SCOPED_TRACE(testing::Message() << status << " body " << int(body));
+            const QByteArray path = "/s" + QByteArray::number(++n);
+            const QByteArray answer =
+                R"({"type":"error","error":{"message":"status )" + QByteArray::number(status) + R"("}})";
+            server.enqueue(path, {status, answer});
+            HttpRequest req;
+            req.method = "POST";
+            req.url = server.baseUrl() + path;
+            if (body == Body::small)
+                req.body = R"({"q":1})";
+            else if (body == Body::bigInMemory)
+                req.body = big;
+            else
+                req.bodyParts = {{"head", {}}, {{}, file}};
+            const HttpResponse r = QCoro::waitFor(sendHttp(nam, req));
+            EXPECT_TRUE(r.transportOk) << r.errorText.toStdString();
+            EXPECT_EQ(r.status, status);
+            EXPECT_EQ(r.body, answer);
+            EXPECT_TRUE(r.errorText.isEmpty());
+            ASSERT_EQ(server.requestsTo(path).size(), 1);
+            EXPECT_EQ(server.requestsTo(path)[0].body.size(),
+                      body == Body::small ? 7 : big.size() + (body == Body::bigFromFile ? 4 : 0));
+        }
+    }
+
+    // Dropped after the whole request was read, or cut after a 400's status line: no answer.
+    ScriptedResponse cut400{400, QByteArray(5000, 'e')};
+    cut400.cutBody = true;
+    ScriptedResponse drop{200, ""};
+    drop.dropConnection = true;
+    for (const auto& [path, response] : {std::pair{QByteArray("/drop"), drop}, {"/cut400", cut400}}) {
+        SCOPED_TRACE(path.toStdString());
+        server.enqueue(path, response);
+        HttpRequest req;
+        req.method = "POST";
+        req.url = server.baseUrl() + path;
+        req.bodyParts = {{{}, file}};
+        const HttpResponse r = QCoro::waitFor(sendHttp(nam, req));
+        EXPECT_FALSE(r.transportOk);
+        EXPECT_EQ(r.status, 0);
+        EXPECT_EQ(r.errorText, "The network connection was lost.");
+        EXPECT_EQ(server.requestsTo(path).size(), 1);
+    }
+}
+
 // An answer past the limit is cut off as a failure, whether its length is announced or not, and
 // a body is read from its files as it goes out.
 TEST(Http, AnswersPastTheLimitFailAndBodiesStreamFromFiles) {

@@ -59,8 +59,13 @@ TEST_F(Whisper, SendsALanguageCodeForALanguageWord) {
     writeFile(media + "/cut.wav", "x");
     server.respondJson(kPath, 200, R"({"words":[]})");
     const std::pair<QString, QByteArray> cases[] = {
-        {"spanish", "es"}, {"Haitian Creole", "ht"}, {"cantonese", "yue"}, {"es", "es"},
-        {"auto", ""},      {"unknown", ""},          {"", ""},
+        {"spanish", "es"},
+        {"Haitian Creole", "ht"},
+        {"cantonese", "yue"},
+        {"es", "es"},
+        {"auto", ""},
+        {"unknown", ""},
+        {"", ""},
     };
     for (const auto& [language, code] : cases) {
         ASSERT_TRUE(QCoro::waitFor(transcribeWithWords(*pipeline, media + "/cut.wav", language)));
@@ -112,6 +117,9 @@ TEST_F(Whisper, EachFailureLogsOneLine) {
         QString logged;
     } cases[] = {
         {{500, QByteArray(1000, 'x')}, "  Whisper error: " + QString(200, 'x')},
+        // Qt reads a 400 as a "protocol" error; it is still the service's answer.
+        {{400, R"({"error":{"message":"Invalid language 'spanish'."}})"},
+         R"(  Whisper error: {"error":{"message":"Invalid language 'spanish'."}})"},
         {{500, QByteArray("\xff\xfe bad", 6)}, "  Whisper error: unknown"},
         {{500, (QString(199, 'a') + "😀é").toUtf8()}, "  Whisper error: " + QString(199, 'a') + "😀"},
         // The service may quote the key it was sent; the log never shows it.

@@ -45,6 +45,9 @@ TEST(APIClient, OutcomesAndFailureTexts) {
     } cases[] = {
         {"accepted", {200, kUser}, "ok"},
         {"404 without a body", {404, ""}, "Server error 404: "},
+        {"400 with the service's reason",
+         {400, R"({"error":"bad plan"})"},
+         R"(Server error 400: {"error":"bad plan"})"},
         {"JSON error body passed raw", {500, R"({"error":"boom"})"}, R"(Server error 500: {"error":"boom"})"},
         {"body that is not UTF-8", {503, "\xff\xfe"}, "Server error 503: Unknown error"},
         {"empty 200",

@@ -255,6 +255,14 @@ TEST(UpdateManager, CheckDownloadAndInstall) {
     EXPECT_EQ(noUnzip.downloadProgress(), 0.5);
     EXPECT_TRUE(QFile::exists(work + "/plugin-update.zip"));
 
+    // An error page is no plugin: the download fails with the server's status and words.
+    server.answerAlways("/get/plugin.zip", {404, "no such release", "text/plain"});
+    UpdateManager missing({endpointsFor(server), plugin, plainShell(), "/usr/bin/unzip", work});
+    QCoro::waitFor(missing.checkForUpdates());
+    QCoro::waitFor(missing.downloadAndInstall());
+    EXPECT_EQ(missing.errorMessageText(), "Download failed: HTTP 404: no such release");
+    EXPECT_EQ(missing.downloadProgress(), 0.0);
+
     FakeHttpServer down;
     down.enqueue("/api/v1/version", ScriptedResponse{200, "", "application/json", 0, true});
     UpdateManager offline({endpointsFor(down), plugin, plainShell(), "/usr/bin/unzip", work});
