@@ -1,8 +1,13 @@
-#include "core/Clock.h"
 #include "core/Platform.h"
+#include "core/Clock.h"
+#include "core/MediaClock.h"
 #include "support/TestEnv.h"
 
+#include <QHash>
+
 #include <gtest/gtest.h>
+
+#include <cmath>
 
 using namespace ondrel;
 
@@ -36,9 +41,36 @@ TEST(Endpoints, BaseUrlsReadLikeTheVendorsSdks) {
 
 TEST(Clock, ShortTimeOfDayIsHoursAndMinutesInEveryLocale) {
     const std::pair<const char*, QString> cases[] = {
-        {"C", "15:45"},     {"en_US", "3:45 PM"}, {"fi_FI", "15.45"},
+        {"C", "15:45"},        {"en_US", "3:45 PM"},   {"fi_FI", "15.45"},
         {"bg_BG", "15:45 ч."}, {"ko_KR", "오후 3:45"}, {"de_DE", "15:45"},
     };
     for (const auto& [locale, text] : cases)
         EXPECT_EQ(shortTimeOfDay(QTime(15, 45, 12), QLocale(locale)), text) << locale;
+}
+
+// A story time finds the file extraction laid there: files in code-point order, each as long as
+// its container, an unreadable one taking no room.
+TEST(MediaClock, TimesFindTheirFileAndOffset) {
+    const QHash<QString, double> lengths{
+        {"/m/b.wav", 100}, {"/m/A.mov", 50}, {"/m/c.wav", 0}, {"/m/d.wav", 30}};
+    const QList<ClockSpan> clock = layOutClock({"/m/d.wav", "/m/b.wav", "/m/c.wav", "/m/A.mov"},
+                                               [&](const QString& p) { return lengths[p]; });
+    EXPECT_EQ(
+        clock,
+        (QList<ClockSpan>{
+            {"/m/A.mov", 0, 50}, {"/m/b.wav", 50, 150}, {"/m/c.wav", 150, 150}, {"/m/d.wav", 150, 180}}));
+    const struct {
+        double time;
+        std::optional<ClockPlace> place;
+    } cases[] = {
+        {0, ClockPlace{"/m/A.mov", 0, 50}},    {49.5, ClockPlace{"/m/A.mov", 49.5, 50}},
+        {50, ClockPlace{"/m/b.wav", 0, 100}},  {150, ClockPlace{"/m/d.wav", 0, 30}},
+        {200, ClockPlace{"/m/d.wav", 50, 30}}, {-1, std::nullopt},
+        {std::nan(""), std::nullopt},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.time);
+        EXPECT_EQ(placeOnClock(clock, c.time), c.place);
+    }
+    EXPECT_EQ(placeOnClock(layOutClock({"/x"}, [](const QString&) { return 0.0; }), 1), std::nullopt);
 }
