@@ -15,6 +15,10 @@ FakeHttpServer::FakeHttpServer() {
 
 FakeHttpServer::~FakeHttpServer() {
     m_server.close();
+    // Connections still open die with the server, after this object's tables: they must not
+    // report their closing to them.
+    for (QTcpSocket* socket : m_server.findChildren<QTcpSocket*>())
+        QObject::disconnect(socket, nullptr, this, nullptr);
 }
 
 QString FakeHttpServer::baseUrl() const {

@@ -1,8 +1,11 @@
 #include "TestEnv.h"
 
+#include <QCoreApplication>
 #include <QDir>
+#include <QElapsedTimer>
 #include <QFile>
 #include <QFileInfo>
+#include <QThread>
 
 namespace ondrel::test {
 
@@ -11,6 +14,16 @@ QString fixturesDir() {
 }
 QString fakeResolveModuleDir() {
     return fixturesDir() + QStringLiteral("/resolve");
+}
+
+bool waitFor(const std::function<bool()>& done, int ms) {
+    QElapsedTimer t;
+    t.start();
+    while (!done() && t.elapsed() < ms) {
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
+        QThread::msleep(2);
+    }
+    return done();
 }
 
 bool writeFile(const QString& path, const QByteArray& bytes) {

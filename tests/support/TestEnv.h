@@ -11,6 +11,7 @@
 
 #include <QCoroTask>
 
+#include <functional>
 #include <memory>
 #include <optional>
 #include <ostream>
@@ -26,6 +27,8 @@ QString fixturesDir();
 QString fakeResolveModuleDir();
 
 bool writeFile(const QString& path, const QByteArray& bytes);
+// Runs the event loop until `done` holds or `ms` have passed; true when it holds.
+bool waitFor(const std::function<bool()>& done, int ms = 10000);
 QByteArray readFile(const QString& path);
 
 // A temporary home folder with a pipeline environment pointing into it. Resolve's module folder

@@ -35,14 +35,6 @@ inline void collectQmlWarnings(QtMsgType type, const QMessageLogContext&, const 
         qmlWarnings() << text;
 }
 
-inline bool waitFor(const std::function<bool()>& done, int ms = 10000) {
-    QElapsedTimer t;
-    t.start();
-    while (!done() && t.elapsed() < ms)
-        QTest::qWait(10);
-    return done();
-}
-
 struct RecordingOpener : UrlOpener {
     QList<QUrl> opened;
     QStringList shown;
