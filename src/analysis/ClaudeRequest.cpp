@@ -33,6 +33,7 @@ QCoro::Task<std::optional<CleanedAnswer>> requestClaude(LocalPipeline& pipeline,
                        {"content-type", "application/json"}};
     request.body = *body;
     request.timeout = CLAUDE_TIMEOUT;
+    request.stop = pipeline.stopSignal();
 
     const HttpResponse response = co_await sendHttp(pipeline.network(), request);
     const QString accent = QStringLiteral("accent");

@@ -63,6 +63,8 @@ QCoro::Task<void> auditTimeline(LocalPipeline& pipeline, QString timeline) {
     pipeline.log(QStringLiteral("Reading existing timeline from Resolve..."));
 
     const std::optional<QList<TimelineClip>> clips = co_await readTimelineClips(pipeline, timeline);
+    if (pipeline.isCancelled())
+        co_return;
     if (!clips) {
         pipeline.fail(QStringLiteral("Could not read timeline clips from Resolve"));
         co_return;
@@ -77,6 +79,8 @@ QCoro::Task<void> auditTimeline(LocalPipeline& pipeline, QString timeline) {
 
     const std::optional<QStringList> mediaPaths =
         co_await pipeline.steps().getTimelineMedia(pipeline, timeline);
+    if (pipeline.isCancelled())
+        co_return;
     if (!mediaPaths) {
         pipeline.fail(QStringLiteral("Could not access source media"));
         co_return;
@@ -119,6 +123,8 @@ QCoro::Task<void> auditTimeline(LocalPipeline& pipeline, QString timeline) {
     const QString marked = markedTranscript(transcript->segments, used);
     pipeline.log(QStringLiteral("⛏ Claude analyzing for buried gold..."), accent);
     pipeline.setProgress(0.6);
+    if (pipeline.isCancelled())
+        co_return; // nothing is asked of the model for a cancelled audit
 
     const std::optional<AuditReport> report =
         co_await analyzeAudit(pipeline, buildAuditPrompt(figures, marked), used);

@@ -158,6 +158,7 @@ QString transportErrorText(const QNetworkReply& reply) {
 } // namespace
 
 const QString kAnswerTooLargeText = QStringLiteral("The server’s answer is larger than 64 MiB.");
+const QString kStoppedText = QStringLiteral("cancelled");
 
 QCoro::Task<HttpResponse> sendHttp(QNetworkAccessManager& network, HttpRequest request) {
     QNetworkRequest req{QUrl(request.url)};
@@ -167,6 +168,10 @@ QCoro::Task<HttpResponse> sendHttp(QNetworkAccessManager& network, HttpRequest r
     req.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::NoLessSafeRedirectPolicy);
 
     HttpResponse out;
+    if (request.stop && request.stop->isStopped()) {
+        out.errorText = kStoppedText;
+        co_return out;
+    }
     std::unique_ptr<QNetworkReply> reply;
     if (request.body.isEmpty() && request.bodyParts.isEmpty() && request.method == "GET") {
         reply.reset(network.sendCustomRequest(req, request.method));
@@ -203,17 +208,18 @@ QCoro::Task<HttpResponse> sendHttp(QNetworkAccessManager& network, HttpRequest r
     const QMetaObject::Connection announced = QObject::connect(r, &QNetworkReply::metaDataChanged, r, [&] {
         cutOffBeyond(r->header(QNetworkRequest::ContentLengthHeader).toLongLong());
     });
+    // Direct: whoever stops a step's requests (a step ending early) may destroy their tasks next,
+    // so each must have finished by then.
     std::optional<QMetaObject::Connection> aborting;
-    if (request.aborter)
-        aborting =
-            QObject::connect(request.aborter.get(), &HttpAborter::abortRequested, r, &QNetworkReply::abort);
+    if (request.stop)
+        aborting = QObject::connect(request.stop.get(), &StopSignal::stopRequested, r, &QNetworkReply::abort);
     co_await r;
     QObject::disconnect(reading);
     QObject::disconnect(announced);
     if (aborting)
         QObject::disconnect(*aborting);
 
-    if (!tooLarge) {
+    if (!tooLarge && reply->isOpen()) {
         out.body += reply->readAll();
         tooLarge = out.body.size() > request.maxAnswerBytes;
     }
@@ -224,6 +230,9 @@ QCoro::Task<HttpResponse> sendHttp(QNetworkAccessManager& network, HttpRequest r
     } else if (isWholeAnswer(*reply, status)) {
         out.transportOk = true;
         out.status = status.toInt();
+    } else if (request.stop && request.stop->isStopped()) {
+        out.body.clear();
+        out.errorText = kStoppedText;
     } else {
         out.body.clear();
         out.timedOut = reply->error() == QNetworkReply::OperationCanceledError ||

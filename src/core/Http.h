@@ -12,6 +12,8 @@
 
 #include <QCoroTask>
 
+#include "StopSignal.h"
+
 #include <chrono>
 #include <memory>
 
@@ -34,15 +36,6 @@ struct HttpBodyPart {
     QString file;
 };
 
-// Aborts every request it was given to that is still open; each ends as a transport failure.
-class HttpAborter : public QObject {
-    Q_OBJECT
-public:
-    void abortAll() { emit abortRequested(); }
-signals:
-    void abortRequested();
-};
-
 struct HttpRequest {
     QByteArray method = "GET";
     QString url;
@@ -53,7 +46,9 @@ struct HttpRequest {
     QList<HttpBodyPart> bodyParts;
     std::chrono::milliseconds timeout{60000};
     qint64 maxAnswerBytes = kMaxAnswerBytes;
-    std::shared_ptr<HttpAborter> aborter;
+    // Stopping it aborts the request, which then ends as a transport failure; a request whose
+    // signal was stopped before it went out never goes out.
+    std::shared_ptr<StopSignal> stop;
 };
 
 // Sends and waits without blocking the event loop. Never throws. A connection that drops before
@@ -61,6 +56,8 @@ struct HttpRequest {
 // request with a body is never re-sent on a new connection. An answer longer than
 // `maxAnswerBytes` is cut off as a transport failure with kAnswerTooLargeText.
 extern const QString kAnswerTooLargeText;
+// The transport failure of a request whose stop signal was given.
+extern const QString kStoppedText;
 
 QCoro::Task<HttpResponse> sendHttp(QNetworkAccessManager& network, HttpRequest request);
 

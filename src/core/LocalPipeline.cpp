@@ -72,6 +72,7 @@ LocalPipeline::LocalPipeline(Passkey, PipelineEnvironment environment)
     , m_steps(StepOperations::absent()) {
     if (!m_env.clock)
         m_env.clock = &Clock::system();
+    m_tools.setStopSource([this] { return m_stop; });
 }
 
 LocalPipeline::~LocalPipeline() = default;
@@ -100,6 +101,21 @@ LocalPipeline::TurnAwaiter LocalPipeline::takeTurn() {
     return TurnAwaiter{*this};
 }
 
+QCoro::Task<LocalPipeline::Entry> LocalPipeline::enter() {
+    const int epoch = m_cancelEpoch;
+    WorkQueue::Turn turn = co_await takeTurn();
+    if (epoch != m_cancelEpoch)
+        co_return Entry{WorkQueue::Turn(), nullptr}; // cancelled while it waited: it never starts
+    m_runEpoch = epoch;
+    m_stop = std::make_shared<StopSignal>();
+    // Let go of when the entry ends, before its turn passes on (members go in reverse order).
+    std::shared_ptr<void> scope(new int(0), [this](void* marker) {
+        delete static_cast<int*>(marker);
+        m_stop.reset();
+    });
+    co_return Entry{std::move(turn), std::move(scope)};
+}
+
 void LocalPipeline::adjustWaiting(int delta) {
     const bool before = waitingForTurn();
     m_waitingForTurn += delta;
@@ -115,43 +131,80 @@ const Json* LocalPipeline::probeOutput(const QString& path) const {
 // ---- state ---------------------------------------------------------------------------------
 
 void LocalPipeline::setStep(PipelineStep s) {
+    if (isCancelled())
+        return;
     m_step = s;
     emit stepChanged();
 }
 
 void LocalPipeline::setProgress(double p) {
+    if (isCancelled())
+        return;
     m_progress = p;
     emit progressChanged();
 }
 
 void LocalPipeline::setResults(std::optional<MiningResults> r) {
+    if (isCancelled())
+        return;
     m_results = std::move(r);
     emit resultsChanged();
 }
 
 void LocalPipeline::setLastExportDir(std::optional<QString> dir) {
+    if (isCancelled())
+        return;
     m_lastExportDir = std::move(dir);
     emit lastExportDirChanged();
 }
 
 void LocalPipeline::setLastMediaPaths(std::optional<QStringList> paths) {
+    if (isCancelled())
+        return;
     m_lastMediaPaths = std::move(paths);
     emit lastMediaPathsChanged();
 }
 
 void LocalPipeline::setBuildResult(std::optional<QString> text) {
+    if (isCancelled())
+        return;
     m_buildResult = std::move(text);
     emit buildResultChanged();
 }
 
 void LocalPipeline::setAuditReport(std::optional<AuditReport> report) {
+    if (isCancelled())
+        return;
     m_auditReport = std::move(report);
     emit auditReportChanged();
 }
 
 void LocalPipeline::setProbeResults(QMap<QString, ProbeResult> probes) {
+    if (isCancelled())
+        return;
     m_probeResults = std::move(probes);
     emit probeResultsChanged();
+}
+
+void LocalPipeline::setLastProject(std::optional<SavedProject> project) {
+    if (isCancelled())
+        return;
+    m_lastProject = std::move(project);
+}
+
+void LocalPipeline::presentStory(std::optional<MiningResults> results, std::optional<QStringList> mediaPaths,
+                                 std::optional<QString> exportDir) {
+    m_results = std::move(results);
+    m_lastMediaPaths = std::move(mediaPaths);
+    m_lastExportDir = std::move(exportDir);
+    emit resultsChanged();
+    emit lastMediaPathsChanged();
+    emit lastExportDirChanged();
+}
+
+void LocalPipeline::presentResults(std::optional<MiningResults> results) {
+    m_results = std::move(results);
+    emit resultsChanged();
 }
 
 void LocalPipeline::markStarted() {
@@ -159,10 +212,14 @@ void LocalPipeline::markStarted() {
 }
 
 void LocalPipeline::log(const QString& text, const QString& color) {
+    if (isCancelled())
+        return;
     m_logModel.append(PipelineLog::make(clock(), text, color));
 }
 
 void LocalPipeline::fail(const QString& message) {
+    if (isCancelled())
+        return;
     setStep(PipelineStep::error);
     m_errorMessage = message;
     emit errorMessageChanged();
@@ -170,19 +227,29 @@ void LocalPipeline::fail(const QString& message) {
 }
 
 void LocalPipeline::cancel() {
-    m_cancelled = true;
+    ++m_cancelEpoch;
+    // Given from the event loop: what it aborts resumes the run, and the caller (the Cancel
+    // button's reset in the same turn, say) finishes first.
+    if (m_stop)
+        QMetaObject::invokeMethod(
+            m_stop.get(), [stop = m_stop] { stop->stop(); }, Qt::QueuedConnection);
 }
 
+// Written past the guards of the setters: it is what the wizard calls right after a cancel, while
+// the cancelled work may still hold the turn.
 void LocalPipeline::reset() {
-    setStep(PipelineStep::idle);
-    setProgress(0);
+    m_step = PipelineStep::idle;
+    emit stepChanged();
+    m_progress = 0;
+    emit progressChanged();
     m_logModel.clear();
-    setResults(std::nullopt);
+    m_results.reset();
+    emit resultsChanged();
     m_errorMessage.reset();
     emit errorMessageChanged();
-    setLastExportDir(std::nullopt);
-    // Cleared last: a run still going after cancel-then-reset never sees the flag.
-    m_cancelled = false;
+    m_lastExportDir.reset();
+    emit lastExportDirChanged();
+    m_lastProject.reset();
 }
 
 TranscriptResult LocalPipeline::loadProject(const SavedProject& project) {
@@ -196,13 +263,23 @@ TranscriptResult LocalPipeline::loadProject(const SavedProject& project) {
 
 // ---- runs ----------------------------------------------------------------------------------
 
+// A transcript without a word would be sent to the model for nothing and come back as an empty
+// story; the run ends before any request.
+bool LocalPipeline::hasWords(const TranscriptResult& transcript) {
+    if (countWords(transcript) > 0)
+        return true;
+    fail(QStringLiteral("No transcript to mine — run a Full Mine first"));
+    return false;
+}
+
 QCoro::Task<> LocalPipeline::run(QString timeline, MiningMode mode, double targetMinutes, QString language,
                                  StyleSliders sliders, std::optional<QString> presetId, QString referenceURL,
                                  bool isMagicMode) {
     Q_UNUSED(referenceURL); // accepted and deliberately not read
     const auto self = shared_from_this();
-    const WorkQueue::Turn turn = co_await takeTurn();
-    m_cancelled = false;
+    const Entry entry = co_await enter();
+    if (!entry)
+        co_return;
     markStarted();
     log(QStringLiteral("$ ondrel mine --mode ") + MiningModes::rawValue(mode).toLower().replace(' ', '-'),
         QStringLiteral("dim"));
@@ -216,7 +293,7 @@ QCoro::Task<> LocalPipeline::run(QString timeline, MiningMode mode, double targe
         fail(QStringLiteral("Could not find source media for timeline '%1'").arg(timeline));
         co_return;
     }
-    if (m_cancelled)
+    if (isCancelled())
         co_return;
     const QStringList mediaPaths = *found;
 
@@ -229,7 +306,7 @@ QCoro::Task<> LocalPipeline::run(QString timeline, MiningMode mode, double targe
         log(QStringLiteral("  → ") + QFileInfo(path).fileName(), QStringLiteral("dim"));
 
     co_await m_steps.probeAllMedia(*this, mediaPaths);
-    if (m_cancelled)
+    if (isCancelled())
         co_return;
     setProgress(0.05);
 
@@ -251,7 +328,7 @@ QCoro::Task<> LocalPipeline::run(QString timeline, MiningMode mode, double targe
             fail(QStringLiteral("Audio extraction failed"));
             co_return;
         }
-        if (m_cancelled)
+        if (isCancelled())
             co_return;
 
         const QFileInfo audioInfo(*audio);
@@ -263,7 +340,7 @@ QCoro::Task<> LocalPipeline::run(QString timeline, MiningMode mode, double targe
         setProgress(0.1);
         log(QStringLiteral("Preparing audio chunks..."));
         const QStringList chunks = co_await m_steps.chunkAudio(*this, *audio);
-        if (m_cancelled)
+        if (isCancelled())
             co_return;
         log(QStringLiteral("Split into %1 chunk%2 for Whisper")
                 .arg(chunks.size())
@@ -277,14 +354,18 @@ QCoro::Task<> LocalPipeline::run(QString timeline, MiningMode mode, double targe
             fail(QStringLiteral("Transcription failed"));
             co_return;
         }
-        if (m_cancelled)
+        if (isCancelled())
             co_return;
         log(QStringLiteral("%1 segments · %2 words")
                 .arg(transcript->segments.size())
                 .arg(countWords(*transcript)));
+        if (!hasWords(*transcript))
+            co_return; // kept nowhere: a cached silence would fail every later run the same way
         DeferredWrites writes;
         writes.collect([&] { m_steps.saveTranscriptCache(*this, *transcript, mediaPaths); });
         co_await writes.commit();
+        if (isCancelled())
+            co_return;
         setProgress(0.45);
     }
 
@@ -292,6 +373,8 @@ QCoro::Task<> LocalPipeline::run(QString timeline, MiningMode mode, double targe
         fail(QStringLiteral("No transcript available"));
         co_return;
     }
+    if (!hasWords(*transcript))
+        co_return;
     setStep(PipelineStep::analyzing);
     log(QStringLiteral("⛏ Claude analyzing story structure..."), QStringLiteral("accent"));
     const QString stylePrompt = m_steps.buildStylePrompt(sliders, presetId, isMagicMode);
@@ -302,7 +385,7 @@ QCoro::Task<> LocalPipeline::run(QString timeline, MiningMode mode, double targe
         fail(QStringLiteral("Story analysis failed"));
         co_return;
     }
-    if (m_cancelled)
+    if (isCancelled())
         co_return;
 
     co_await finishStory(timeline, *analysis, *transcript, mediaPaths, language, presetId, targetMinutes,
@@ -314,8 +397,9 @@ QCoro::Task<> LocalPipeline::runFromProject(SavedProject project, double targetM
                                             bool isMagicMode) {
     Q_UNUSED(referenceURL); // accepted and deliberately not read
     const auto self = shared_from_this();
-    const WorkQueue::Turn turn = co_await takeTurn();
-    m_cancelled = false;
+    const Entry entry = co_await enter();
+    if (!entry)
+        co_return;
     markStarted();
     const TranscriptResult transcript = loadProject(project);
     setLastMediaPaths(project.mediaPaths);
@@ -323,6 +407,8 @@ QCoro::Task<> LocalPipeline::runFromProject(SavedProject project, double targetM
     log(QStringLiteral("✓ Loaded saved project — %1 segments").arg(transcript.segments.size()),
         QStringLiteral("green"));
     log(QStringLiteral("  Skipping transcription (cached)"));
+    if (!hasWords(transcript))
+        co_return;
 
     setProgress(0.5);
     setStep(PipelineStep::analyzing);
@@ -335,7 +421,7 @@ QCoro::Task<> LocalPipeline::runFromProject(SavedProject project, double targetM
         fail(QStringLiteral("Story analysis failed"));
         co_return;
     }
-    if (m_cancelled)
+    if (isCancelled())
         co_return;
 
     co_await finishStory(project.timeline, *analysis, transcript, project.mediaPaths, project.language,
@@ -346,7 +432,14 @@ QCoro::Task<bool> LocalPipeline::finishStory(QString timeline, MiningResults ana
                                              TranscriptResult transcript, QStringList mediaPaths,
                                              QString language, std::optional<QString> presetId,
                                              double targetMinutes, bool fromProject) {
+    // An empty story would be written over the last one and built as an empty timeline.
+    if (analysis.segments.isEmpty()) {
+        fail(QStringLiteral("The model chose no moments"));
+        co_return false;
+    }
     analysis = co_await m_steps.assignSourceClips(*this, analysis, mediaPaths);
+    if (isCancelled())
+        co_return false;
     log(QStringLiteral("💎 Found %1 acts · %2 moments")
             .arg(analysis.structure.acts.size())
             .arg(analysis.segments.size()),
@@ -357,8 +450,7 @@ QCoro::Task<bool> LocalPipeline::finishStory(QString timeline, MiningResults ana
     log(QStringLiteral("⛏ Re-transcribing selected moments at word level..."), QStringLiteral("accent"));
     const QList<WordSegment> words =
         co_await m_steps.wordLevelTranscribe(*this, analysis, mediaPaths, language);
-    // The re-mine path has no cancel test here.
-    if (!fromProject && m_cancelled)
+    if (isCancelled())
         co_return false;
     if (!words.isEmpty()) {
         qint64 count = 0;
@@ -372,6 +464,17 @@ QCoro::Task<bool> LocalPipeline::finishStory(QString timeline, MiningResults ana
     setProgress(0.85);
     setStep(PipelineStep::building);
     setResults(analysis);
+    SavedProject project;
+    project.timeline = timeline;
+    project.createdAt = double(clock().now().toMSecsSinceEpoch()) / 1000.0;
+    project.language = transcript.language;
+    project.mediaPaths = mediaPaths;
+    for (const TranscriptSegment& segment : transcript.segments)
+        project.transcript.push_back({segment.start, segment.end, segment.text});
+    project.results = analysis;
+    project.presetId = presetId;
+    project.targetMinutes = targetMinutes;
+    setLastProject(std::move(project));
     // The files are written before the build, which reads segments.json.
     DeferredWrites writes;
     writes.collect([&] {
@@ -381,10 +484,12 @@ QCoro::Task<bool> LocalPipeline::finishStory(QString timeline, MiningResults ana
         m_steps.writeSegmentsJson(*this, analysis);
     });
     co_await writes.commit();
+    if (isCancelled())
+        co_return false;
 
     log(QStringLiteral("Building timeline in Resolve..."));
     co_await m_steps.buildTimelineFromSegmentsFile(*this);
-    if (m_cancelled)
+    if (isCancelled())
         co_return false;
 
     setProgress(1);
@@ -397,7 +502,9 @@ QCoro::Task<bool> LocalPipeline::finishStory(QString timeline, MiningResults ana
 
 QCoro::Task<> LocalPipeline::auditTimeline(QString timeline) {
     const auto self = shared_from_this();
-    const WorkQueue::Turn turn = co_await takeTurn();
+    const Entry entry = co_await enter();
+    if (!entry)
+        co_return;
     co_await m_steps.auditTimeline(*this, timeline);
 }
 
@@ -408,14 +515,18 @@ QCoro::Task<std::optional<QStringList>> LocalPipeline::getMediaPaths(QString tim
 
 QCoro::Task<> LocalPipeline::buildTimelineFromSegmentsFile() {
     const auto self = shared_from_this();
-    const WorkQueue::Turn turn = co_await takeTurn();
+    const Entry entry = co_await enter();
+    if (!entry)
+        co_return;
     co_await m_steps.buildTimelineFromSegmentsFile(*this);
 }
 
 QCoro::Task<> LocalPipeline::sendToResolve(QList<StorySegment> segments) {
     const auto self = shared_from_this();
     // The file is rewritten only once no other work of the process can read or write it.
-    const WorkQueue::Turn turn = co_await takeTurn();
+    const Entry entry = co_await enter();
+    if (!entry)
+        co_return;
     m_steps.writeSegmentsJsonPublic(*this, segments);
     co_await m_steps.buildTimelineFromSegmentsFile(*this);
 }
@@ -424,9 +535,9 @@ QCoro::Task<bool> LocalPipeline::rebuildTimeline(QString name, QStringList media
     if (!m_results)
         co_return false;
     const auto self = shared_from_this();
-    const WorkQueue::Turn turn = co_await takeTurn();
+    const Entry entry = co_await enter();
     // The results may have been cleared while this waited.
-    if (!m_results)
+    if (!entry || !m_results)
         co_return false;
     log(QStringLiteral("Rebuilding timeline in Resolve..."));
     const bool ok = co_await m_steps.buildResolveTimeline(*this, name, *m_results, mediaPaths);

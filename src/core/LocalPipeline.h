@@ -13,6 +13,7 @@
 #include "PipelineLogModel.h"
 #include "Platform.h"
 #include "Records.h"
+#include "StopSignal.h"
 #include "ToolRunner.h"
 #include "WorkQueue.h"
 
@@ -123,6 +124,10 @@ public:
     QCoro::Task<> buildTimelineFromSegmentsFile();
     QCoro::Task<> sendToResolve(QList<StorySegment> segments);
 
+    // Stops the work of this pipeline that is under way or waiting for its turn: what it awaits is
+    // aborted (requests, ffmpeg and ffprobe children), it returns at once, and from then on it
+    // neither writes a file nor changes a field nor logs a line. A reset() in the same turn does
+    // not undo it; later work is not affected.
     void cancel();
     void reset();
 
@@ -145,7 +150,16 @@ public:
     QString buildResultText() const { return m_buildResult.value_or(QString()); }
     const std::optional<AuditReport>& auditReport() const { return m_auditReport; }
     const QMap<QString, ProbeResult>& probeResults() const { return m_probeResults; }
-    bool isCancelled() const { return m_cancelled; }
+    // True from a cancel() until the next entry starts: the work it cancelled must return at its
+    // next test, and everything it still writes is dropped. (Step operations called outside an
+    // entry, as tests do, see the cancel the same way.)
+    bool isCancelled() const { return m_runEpoch != m_cancelEpoch; }
+    // Stopped by cancel(): requests and children of the work under way go out with it. Null when
+    // no work holds the turn.
+    std::shared_ptr<StopSignal> stopSignal() const { return m_stop; }
+    // The story the last run finished with and the transcript it came from, as saved in its
+    // project: what a re-mine starts from.
+    const std::optional<SavedProject>& lastProject() const { return m_lastProject; }
     QDateTime startTime() const { return m_startTime; }
     // True while an entry waits for another run, audit or build of the process to end.
     bool waitingForTurn() const { return m_waitingForTurn > 0; }
@@ -156,7 +170,12 @@ public:
     const Json* probeOutput(const QString& path) const;
     void clearProbeOutputs() { m_probeOutputs.clear(); }
 
-    // ---- for step operations ----
+    // ---- for the wizard: a story it shows without a run (a saved project, the edited list) ----
+    void presentStory(std::optional<MiningResults> results, std::optional<QStringList> mediaPaths,
+                      std::optional<QString> exportDir);
+    void presentResults(std::optional<MiningResults> results);
+
+    // ---- for step operations (dropped while the work is cancelled) ----
     void setStep(PipelineStep s);
     void setProgress(double p);
     void setResults(std::optional<MiningResults> r);
@@ -165,6 +184,7 @@ public:
     void setBuildResult(std::optional<QString> text);
     void setAuditReport(std::optional<AuditReport> report);
     void setProbeResults(QMap<QString, ProbeResult> probes);
+    void setLastProject(std::optional<SavedProject> project);
     void markStarted();
 
     // The only writer of the visible log; colour words "dim", "muted", "green", "accent".
@@ -200,8 +220,17 @@ signals:
 private:
     struct TurnAwaiter;
     TurnAwaiter takeTurn();
+    // An entry's hold on the pipeline: its turn of the process's work, and its cancel epoch and
+    // stop signal while it runs. Empty when the entry was cancelled while it waited.
+    struct Entry {
+        WorkQueue::Turn turn;
+        std::shared_ptr<void> scope;
+        explicit operator bool() const { return scope != nullptr; }
+    };
+    QCoro::Task<Entry> enter();
     void adjustWaiting(int delta);
 
+    bool hasWords(const TranscriptResult& transcript);
     // The shared tail of both runs: from source-clip assignment to the end of the build.
     QCoro::Task<bool> finishStory(QString timeline, MiningResults analysis, TranscriptResult transcript,
                                   QStringList mediaPaths, QString language, std::optional<QString> presetId,
@@ -223,7 +252,10 @@ private:
     std::optional<QString> m_buildResult;
     std::optional<AuditReport> m_auditReport;
     QMap<QString, ProbeResult> m_probeResults;
-    bool m_cancelled = false;
+    int m_cancelEpoch = 0; // bumped by every cancel()
+    int m_runEpoch = 0;    // the epoch the last entry started in
+    std::shared_ptr<StopSignal> m_stop;
+    std::optional<SavedProject> m_lastProject;
     QDateTime m_startTime;
     int m_waitingForTurn = 0;
     QHash<QString, Json> m_probeOutputs;

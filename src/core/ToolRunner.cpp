@@ -6,6 +6,7 @@
 #include <QPointer>
 #include <QProcess>
 #include <QStringDecoder>
+#include <QTimer>
 
 #include <QCoroSignal>
 
@@ -13,6 +14,11 @@
 #include <memory>
 
 namespace ondrel {
+
+namespace {
+// How long a child asked to end may take to tidy up before it is killed.
+constexpr std::chrono::milliseconds kKillAfter{3000};
+} // namespace
 
 QString utf8OrEmpty(const QByteArray& bytes) {
     return strictUtf8(bytes).value_or(QString());
@@ -30,6 +36,10 @@ QCoro::Task<ProcessOutcome> runChild(QString program, QStringList args, ProcessO
     if (!options.captureStderr)
         process->setStandardErrorFile(QProcess::nullDevice());
 
+    if (options.stop && options.stop->isStopped()) {
+        outcome.launchError = QStringLiteral("cancelled");
+        co_return outcome;
+    }
     process->start(options.input ? QIODevice::ReadWrite : QIODevice::ReadOnly);
     // exec() failures are reported through a pipe at once, so this wait is short.
     if (!process->waitForStarted(-1)) {
@@ -51,6 +61,11 @@ QCoro::Task<ProcessOutcome> runChild(QString program, QStringList args, ProcessO
         QObject::connect(process.get(), &QProcess::readyReadStandardError, process.get(),
                          [p = process.get(), &outcome] { outcome.stdErr += p->readAllStandardError(); });
 
+    if (options.stop)
+        QObject::connect(options.stop.get(), &StopSignal::stopRequested, process.get(), [p = process.get()] {
+            p->terminate();
+            QTimer::singleShot(kKillAfter, p, &QProcess::kill);
+        });
     if (process->state() != QProcess::NotRunning)
         co_await qCoro(process.get(), &QProcess::finished);
 
@@ -71,6 +86,7 @@ QCoro::Task<bool> ToolRunner::runProcess(QString path, QStringList args) const {
     opts.environment = m_environment;
     opts.captureStdout = false;
     opts.captureStderr = false;
+    opts.stop = currentStop();
     const auto out = co_await runChild(path, args, opts);
     co_return out.succeeded();
 }
@@ -79,6 +95,7 @@ QCoro::Task<QString> ToolRunner::runProcessOutput(QString path, QStringList args
     ProcessOptions opts;
     opts.environment = m_environment;
     opts.captureStderr = false;
+    opts.stop = currentStop();
     const auto out = co_await runChild(path, args, opts);
     if (!out.launched)
         co_return QString();

@@ -4,6 +4,7 @@
 
 #include "Platform.h"
 #include "PythonProgram.h"
+#include "StopSignal.h"
 
 #include <QByteArray>
 #include <QProcessEnvironment>
@@ -12,6 +13,8 @@
 
 #include <QCoroTask>
 
+#include <functional>
+#include <memory>
 #include <optional>
 
 namespace ondrel {
@@ -32,6 +35,9 @@ struct ProcessOptions {
     bool captureStdout = true;
     bool captureStderr = true;
     std::optional<QByteArray> input; // written to the child's standard input, which is then closed
+    // At the stop the child is asked to end (SIGTERM) and killed 3 s later if it has not; a child
+    // whose signal was stopped before it started is never started.
+    std::shared_ptr<StopSignal> stop;
 };
 
 // Starts `program` and waits for it to exit, with no time limit. Output is gathered while the
@@ -51,6 +57,11 @@ public:
         , m_environment(std::move(environment)) {}
 
     const ToolPaths& tools() const { return m_tools; }
+    // The signal that stops ffmpeg and ffprobe children of the work under way (Python programs
+    // for Resolve are left to end: a half-made timeline is worse than a late one).
+    void setStopSource(std::function<std::shared_ptr<StopSignal>()> source) {
+        m_stopSource = std::move(source);
+    }
 
     // True exactly when the tool launched and exited with status 0; output discarded.
     QCoro::Task<bool> runProcess(QString path, QStringList args) const;
@@ -59,14 +70,18 @@ public:
     // python3 -c with the program's text, its values on standard input, and PYTHONPATH replaced by
     // the Resolve module folder. Absent only when the interpreter could not be launched (its
     // error text in *launchError).
-    QCoro::Task<std::optional<QString>> runPython(PythonProgram program, QString* launchError = nullptr) const;
+    QCoro::Task<std::optional<QString>> runPython(PythonProgram program,
+                                                  QString* launchError = nullptr) const;
     // ffprobe's format duration; 300 when it cannot be read.
     QCoro::Task<double> getAudioDuration(QString path) const;
 
 private:
     ToolPaths m_tools;
+    std::shared_ptr<StopSignal> currentStop() const { return m_stopSource ? m_stopSource() : nullptr; }
+
     QString m_pythonPath;
     QProcessEnvironment m_environment;
+    std::function<std::shared_ptr<StopSignal>()> m_stopSource;
 };
 
 // API keys: the environment first (even when empty), then the first "export NAME=" line of .zshrc.

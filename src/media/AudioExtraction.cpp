@@ -344,11 +344,14 @@ QStringList chunkArguments(const QString& input, int index, const QString& outpu
     return args;
 }
 
-QStringList cutPcmChunks(const QString& source, const PcmWav& wav, const QString& dir) {
+QStringList cutPcmChunks(const QString& source, const PcmWav& wav, const QString& dir,
+                         const std::shared_ptr<StopSignal>& stop) {
     const qint64 perChunk = qint64(kChunkSeconds) * 16000;
     const int count = chunkCount(wav.duration());
     QStringList chunks;
     for (int i = 0; i < count; ++i) {
+        if (stop && stop->isStopped())
+            break;
         const qint64 first = qint64(i) * perChunk;
         const QString out = chunkPath(dir, i);
         if (writePcmSlice(source, wav, first, std::min(perChunk, wav.samples - first), out))
@@ -361,10 +364,10 @@ QCoro::Task<QStringList> chunkAudio(LocalPipeline& pipeline, QString wavPath) {
     const QString dir = media::chunksDir(pipeline.paths());
     const std::optional<PcmWav> wav = readPcmWav(wavPath);
     // Hundreds of megabytes of old chunks deleted and new ones written: off the event loop.
-    auto renew = [dir, wavPath, wav] {
+    auto renew = [dir, wavPath, wav, stop = pipeline.stopSignal()] {
         QDir(dir).removeRecursively();
         QDir().mkpath(dir);
-        return wav ? cutPcmChunks(wavPath, *wav, dir) : QStringList();
+        return wav ? cutPcmChunks(wavPath, *wav, dir, stop) : QStringList();
     };
     QFuture<QStringList> renewed = onWorkerThread(std::move(renew));
     const QStringList cut = co_await renewed;
@@ -389,6 +392,8 @@ QCoro::Task<QStringList> chunkAudio(LocalPipeline& pipeline, QString wavPath) {
             pipeline.toolPaths().ffmpeg, chunkArguments(wavPath, i, out, seekBeforeInput));
         if (ok)
             chunks << out;
+        else
+            QFile::remove(out); // what a stopped ffmpeg left is no chunk
     }
     if (chunks.isEmpty())
         co_return QStringList{wavPath};

@@ -75,7 +75,9 @@ int chunkCount(double duration);
 
 struct PcmWav;
 // The chunks of the extraction's own WAV, copied out of it: the bytes ffmpeg's chunking writes.
-QStringList cutPcmChunks(const QString& source, const PcmWav& wav, const QString& dir);
+// Stops between chunks once `stop` is given (from a pool thread).
+QStringList cutPcmChunks(const QString& source, const PcmWav& wav, const QString& dir,
+                         const std::shared_ptr<StopSignal>& stop = {});
 
 // The chunks of the extraction's own WAV are copied out of it, off the event loop; any other file
 // is cut by ffmpeg.

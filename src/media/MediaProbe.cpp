@@ -227,6 +227,9 @@ QCoro::Task<void> probeAllMedia(LocalPipeline& pipeline, QStringList paths) {
                          QStringLiteral("accent"));
         }
     }
+    // A probe stopped by a cancel would leave a cache of some of the files.
+    if (pipeline.isCancelled())
+        co_return;
     if (!probes.isEmpty()) {
         pipeline.log(QStringLiteral("✓ Probed %1 file%2").arg(probes.size()).arg(plural(probes.size())),
                      QStringLiteral("green"));

@@ -6,11 +6,19 @@ namespace ondrel {
 
 RequestsAhead::RequestsAhead(const LocalPipeline& pipeline, qsizetype count)
     : m_count(count)
-    , m_maxOpen(std::clamp(pipeline.environment().maxOpenRequests, 1, 4)) {}
+    , m_maxOpen(std::clamp(pipeline.environment().maxOpenRequests, 1, 4)) {
+    if (const std::shared_ptr<StopSignal> cancel = pipeline.stopSignal()) {
+        if (cancel->isStopped())
+            m_state->aborter->stop();
+        else
+            QObject::connect(cancel.get(), &StopSignal::stopRequested, m_state->aborter.get(),
+                             &StopSignal::stop);
+    }
+}
 
 RequestsAhead::~RequestsAhead() {
     // An aborted reply finishes at once, so every task left here is done before it is destroyed.
-    m_state->aborter->abortAll();
+    m_state->aborter->stop();
 }
 
 qsizetype RequestsAhead::lastToSend(qsizetype turn) const {

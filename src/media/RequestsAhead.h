@@ -33,8 +33,9 @@ public:
     // The last item that may go out at item `turn`'s turn.
     qsizetype lastToSend(qsizetype turn) const;
 
-    // Every request goes out with this, so the step can abort what is left.
-    std::shared_ptr<HttpAborter> aborter() const { return m_state->aborter; }
+    // Every request goes out with this, so the step can abort what is left; a cancel of the
+    // pipeline stops it too.
+    std::shared_ptr<StopSignal> aborter() const { return m_state->aborter; }
     // Item `index` went out as `pending` (a task already running), or goes out never.
     void send(qsizetype index, QCoro::Task<Outcome> pending);
     void skip(qsizetype index);
@@ -44,7 +45,7 @@ public:
 
 private:
     struct State {
-        std::shared_ptr<HttpAborter> aborter = std::make_shared<HttpAborter>();
+        std::shared_ptr<StopSignal> aborter = std::make_shared<StopSignal>();
         qsizetype highestSent = -1;
         qsizetype heldUntil = -1; // no request ahead before the turns pass this item
     };

@@ -185,6 +185,14 @@ void saveProject(LocalPipeline& pipeline, const QString& timeline, const Transcr
     writeFileAtomically(dir + QStringLiteral("/project.json"), *bytes);
 }
 
+std::optional<SavedProject> loadSavedProject(const AppPaths& paths, const QString& timeline) {
+    bool ok = false;
+    const QByteArray bytes = readAll(paths.exportDirFor(timeline) + QStringLiteral("/project.json"), &ok);
+    if (!ok)
+        return std::nullopt;
+    return decodeJson<SavedProject>(bytes);
+}
+
 QList<SavedProject> listProjects(const AppPaths& paths) {
     const QDir root(projectsDir(paths));
     QList<SavedProject> projects;

@@ -28,5 +28,7 @@ void saveProject(LocalPipeline& pipeline, const QString& timeline, const Transcr
                  const QStringList& mediaPaths, const std::optional<QString>& presetId, double targetMinutes);
 // Every project that decodes, newest first.
 QList<SavedProject> listProjects(const AppPaths& paths);
+// The timeline's own saved project, when there is one that decodes.
+std::optional<SavedProject> loadSavedProject(const AppPaths& paths, const QString& timeline);
 
 } // namespace ondrel

@@ -47,35 +47,119 @@ QString whisperLanguageCode(const QString& language) {
     // Every language the service detects, by the name it reports.
     static const QHash<QString, QString> codes = [] {
         const char* table[][2] = {
-            {"english", "en"},    {"chinese", "zh"},       {"german", "de"},         {"spanish", "es"},
-            {"russian", "ru"},    {"korean", "ko"},        {"french", "fr"},         {"japanese", "ja"},
-            {"portuguese", "pt"}, {"turkish", "tr"},       {"polish", "pl"},         {"catalan", "ca"},
-            {"dutch", "nl"},      {"arabic", "ar"},        {"swedish", "sv"},        {"italian", "it"},
-            {"indonesian", "id"}, {"hindi", "hi"},         {"finnish", "fi"},        {"vietnamese", "vi"},
-            {"hebrew", "he"},     {"ukrainian", "uk"},     {"greek", "el"},          {"malay", "ms"},
-            {"czech", "cs"},      {"romanian", "ro"},      {"danish", "da"},         {"hungarian", "hu"},
-            {"tamil", "ta"},      {"norwegian", "no"},     {"thai", "th"},           {"urdu", "ur"},
-            {"croatian", "hr"},   {"bulgarian", "bg"},     {"lithuanian", "lt"},     {"latin", "la"},
-            {"maori", "mi"},      {"malayalam", "ml"},     {"welsh", "cy"},          {"slovak", "sk"},
-            {"telugu", "te"},     {"persian", "fa"},       {"latvian", "lv"},        {"bengali", "bn"},
-            {"serbian", "sr"},    {"azerbaijani", "az"},   {"slovenian", "sl"},      {"kannada", "kn"},
-            {"estonian", "et"},   {"macedonian", "mk"},    {"breton", "br"},         {"basque", "eu"},
-            {"icelandic", "is"},  {"armenian", "hy"},      {"nepali", "ne"},         {"mongolian", "mn"},
-            {"bosnian", "bs"},    {"kazakh", "kk"},        {"albanian", "sq"},       {"swahili", "sw"},
-            {"galician", "gl"},   {"marathi", "mr"},       {"punjabi", "pa"},        {"sinhala", "si"},
-            {"khmer", "km"},      {"shona", "sn"},         {"yoruba", "yo"},         {"somali", "so"},
-            {"afrikaans", "af"},  {"occitan", "oc"},       {"georgian", "ka"},       {"belarusian", "be"},
-            {"tajik", "tg"},      {"sindhi", "sd"},        {"gujarati", "gu"},       {"amharic", "am"},
-            {"yiddish", "yi"},    {"lao", "lo"},           {"uzbek", "uz"},          {"faroese", "fo"},
-            {"haitian creole", "ht"}, {"pashto", "ps"},    {"turkmen", "tk"},        {"nynorsk", "nn"},
-            {"maltese", "mt"},    {"sanskrit", "sa"},      {"luxembourgish", "lb"},  {"myanmar", "my"},
-            {"tibetan", "bo"},    {"tagalog", "tl"},       {"malagasy", "mg"},       {"assamese", "as"},
-            {"tatar", "tt"},      {"hawaiian", "haw"},     {"lingala", "ln"},        {"hausa", "ha"},
-            {"bashkir", "ba"},    {"javanese", "jw"},      {"sundanese", "su"},      {"cantonese", "yue"},
+            {"english", "en"},
+            {"chinese", "zh"},
+            {"german", "de"},
+            {"spanish", "es"},
+            {"russian", "ru"},
+            {"korean", "ko"},
+            {"french", "fr"},
+            {"japanese", "ja"},
+            {"portuguese", "pt"},
+            {"turkish", "tr"},
+            {"polish", "pl"},
+            {"catalan", "ca"},
+            {"dutch", "nl"},
+            {"arabic", "ar"},
+            {"swedish", "sv"},
+            {"italian", "it"},
+            {"indonesian", "id"},
+            {"hindi", "hi"},
+            {"finnish", "fi"},
+            {"vietnamese", "vi"},
+            {"hebrew", "he"},
+            {"ukrainian", "uk"},
+            {"greek", "el"},
+            {"malay", "ms"},
+            {"czech", "cs"},
+            {"romanian", "ro"},
+            {"danish", "da"},
+            {"hungarian", "hu"},
+            {"tamil", "ta"},
+            {"norwegian", "no"},
+            {"thai", "th"},
+            {"urdu", "ur"},
+            {"croatian", "hr"},
+            {"bulgarian", "bg"},
+            {"lithuanian", "lt"},
+            {"latin", "la"},
+            {"maori", "mi"},
+            {"malayalam", "ml"},
+            {"welsh", "cy"},
+            {"slovak", "sk"},
+            {"telugu", "te"},
+            {"persian", "fa"},
+            {"latvian", "lv"},
+            {"bengali", "bn"},
+            {"serbian", "sr"},
+            {"azerbaijani", "az"},
+            {"slovenian", "sl"},
+            {"kannada", "kn"},
+            {"estonian", "et"},
+            {"macedonian", "mk"},
+            {"breton", "br"},
+            {"basque", "eu"},
+            {"icelandic", "is"},
+            {"armenian", "hy"},
+            {"nepali", "ne"},
+            {"mongolian", "mn"},
+            {"bosnian", "bs"},
+            {"kazakh", "kk"},
+            {"albanian", "sq"},
+            {"swahili", "sw"},
+            {"galician", "gl"},
+            {"marathi", "mr"},
+            {"punjabi", "pa"},
+            {"sinhala", "si"},
+            {"khmer", "km"},
+            {"shona", "sn"},
+            {"yoruba", "yo"},
+            {"somali", "so"},
+            {"afrikaans", "af"},
+            {"occitan", "oc"},
+            {"georgian", "ka"},
+            {"belarusian", "be"},
+            {"tajik", "tg"},
+            {"sindhi", "sd"},
+            {"gujarati", "gu"},
+            {"amharic", "am"},
+            {"yiddish", "yi"},
+            {"lao", "lo"},
+            {"uzbek", "uz"},
+            {"faroese", "fo"},
+            {"haitian creole", "ht"},
+            {"pashto", "ps"},
+            {"turkmen", "tk"},
+            {"nynorsk", "nn"},
+            {"maltese", "mt"},
+            {"sanskrit", "sa"},
+            {"luxembourgish", "lb"},
+            {"myanmar", "my"},
+            {"tibetan", "bo"},
+            {"tagalog", "tl"},
+            {"malagasy", "mg"},
+            {"assamese", "as"},
+            {"tatar", "tt"},
+            {"hawaiian", "haw"},
+            {"lingala", "ln"},
+            {"hausa", "ha"},
+            {"bashkir", "ba"},
+            {"javanese", "jw"},
+            {"sundanese", "su"},
+            {"cantonese", "yue"},
             // Other names the service's models answer to.
-            {"burmese", "my"},    {"valencian", "ca"},     {"flemish", "nl"},        {"haitian", "ht"},
-            {"letzeburgesch", "lb"}, {"pushto", "ps"},     {"panjabi", "pa"},        {"moldavian", "ro"},
-            {"moldovan", "ro"},   {"sinhalese", "si"},     {"castilian", "es"},      {"mandarin", "zh"},
+            {"burmese", "my"},
+            {"valencian", "ca"},
+            {"flemish", "nl"},
+            {"haitian", "ht"},
+            {"letzeburgesch", "lb"},
+            {"pushto", "ps"},
+            {"panjabi", "pa"},
+            {"moldavian", "ro"},
+            {"moldovan", "ro"},
+            {"sinhalese", "si"},
+            {"castilian", "es"},
+            {"mandarin", "zh"},
         };
         QHash<QString, QString> map;
         for (const auto& [name, code] : table)
@@ -117,14 +201,14 @@ namespace {
 // streams the file from disk as it goes out.
 QCoro::Task<std::optional<HttpResponse>> postAudio(LocalPipeline& pipeline, QString path, QString language,
                                                    QString granularity, std::chrono::seconds timeout,
-                                                   std::shared_ptr<HttpAborter> aborter = {}) {
+                                                   std::shared_ptr<StopSignal> stop = {}) {
     if (!QFile(path).open(QIODevice::ReadOnly))
         co_return std::nullopt;
     const QByteArray boundary = newBoundary();
     HttpRequest request = transcriptionRequest(
         pipeline, boundary, whisperMultipartBody(boundary, whisperLanguageCode(language), granularity, path),
         timeout);
-    request.aborter = std::move(aborter);
+    request.stop = stop ? std::move(stop) : pipeline.stopSignal();
     co_return co_await sendHttp(pipeline.network(), std::move(request));
 }
 
@@ -186,10 +270,10 @@ QCoro::Task<std::optional<TranscriptResult>> transcribe(LocalPipeline& pipeline,
         pipeline.setProgress(0.15 + 0.3 * double(i) / double(n));
         pipeline.log(QStringLiteral("  Transcribing chunk %1/%2...").arg(i + 1).arg(n),
                      QStringLiteral("dim"));
-        // Cancelled since the test above (by a watcher of the log or progress): this turn's request
-        // still goes, as it would one at a time, and none ahead of it.
-        const qsizetype last = pipeline.isCancelled() ? i : ahead.lastToSend(i);
-        for (qsizetype j = ahead.nextToSend(); j <= last; ++j)
+        // Cancelled since the test above (by a watcher of the log or progress): nothing more goes out.
+        if (pipeline.isCancelled())
+            co_return std::nullopt;
+        for (qsizetype j = ahead.nextToSend(); j <= ahead.lastToSend(i); ++j)
             ahead.send(j, postAudio(pipeline, chunks[j], language, QStringLiteral("segment"), kChunkTimeout,
                                     ahead.aborter()));
         const QString chunk = chunks[i];
@@ -301,9 +385,12 @@ QCoro::Task<QSet<qsizetype>> cutMomentsTogether(LocalPipeline& pipeline, QString
             args += media::pcmOutputArgs(momentCutPath(dir, run[k]));
         }
         const bool ok = co_await pipeline.tools().runProcess(pipeline.toolPaths().ffmpeg, args);
-        if (ok)
-            for (const qsizetype i : run)
+        for (const qsizetype i : run) {
+            if (ok)
                 cut.insert(i);
+            else
+                QFile::remove(momentCutPath(dir, i)); // half a cut is cut again alone at its turn
+        }
     }
     co_return cut;
 }
@@ -335,21 +422,23 @@ QCoro::Task<QList<WordSegment>> wordLevelTranscribe(LocalPipeline& pipeline, Min
         if (i == 0)
             cutTogether = co_await cutMomentsTogether(pipeline, audio, dir, analysis.segments);
         // The cuts stay one process at a time; those ahead of their turn are made while the
-        // requests already out are answered. Nothing goes ahead once the run is cancelled; a moment
-        // left unsent then is cut again at its turn should a reset() let the run go on.
+        // requests already out are answered. Nothing goes out once the run is cancelled.
         for (qsizetype j = ahead.nextToSend(); j <= ahead.lastToSend(i); ++j) {
-            if (j > i && pipeline.isCancelled())
-                break;
+            if (pipeline.isCancelled())
+                co_return result;
             const StorySegment segment = analysis.segments[j];
             const QString cut = momentCutPath(dir, j);
             const bool seekBefore = pcm && segment.startTime >= 0;
             bool ok = cutTogether.contains(j);
-            if (!ok)
+            if (!ok) {
                 ok = co_await pipeline.tools().runProcess(
                     pipeline.toolPaths().ffmpeg,
                     wordCutArguments(audio, segment.startTime, segment.endTime, cut, seekBefore));
-            if (j > i && pipeline.isCancelled())
-                break;
+                if (!ok)
+                    QFile::remove(cut);
+            }
+            if (pipeline.isCancelled())
+                co_return result;
             if (ok)
                 ahead.send(j, postAudio(pipeline, cut, language, QStringLiteral("word"), kWordTimeout,
                                         ahead.aborter()));

@@ -22,7 +22,9 @@ struct TimelineStart {
 };
 
 Json item(const char* clipId, qint64 start, qint64 end, TimelineStart at = {}) {
-    return {{"clipId", clipId ? Json(clipId) : Json(nullptr)}, {"start", at.frame + start}, {"end", at.frame + end}};
+    return {{"clipId", clipId ? Json(clipId) : Json(nullptr)},
+            {"start", at.frame + start},
+            {"end", at.frame + end}};
 }
 
 // Pool clips a.wav, b.wav, c.mov and "t" without a file; the cut comes after a timeline "Other".
@@ -45,8 +47,8 @@ QByteArray resolveState(const Json& audio, const Json& video, bool running = tru
 QByteArray goldenState(TimelineStart at = {}) {
     return resolveState(
         Json::array({Json::array({item("a", 0, 240, at), item("b", 240, 480, at)})}),
-        Json::array({Json::array({item("c", 0, 48, at), item(nullptr, 48, 96, at), item("t", 96, 120, at)})}), true,
-        at);
+        Json::array({Json::array({item("c", 0, 48, at), item(nullptr, 48, 96, at), item("t", 96, 120, at)})}),
+        true, at);
 }
 
 const char* reportJson = R"({"coveragePercent": 5, "usedSegments": [],
@@ -91,39 +93,40 @@ struct AuditRig : AnalysisRig {
 } // namespace
 
 TEST(Audit, FullRunOnTheFakeResolve) {
-  // The frames count from the timeline's own start whatever its rate or start (and then, by design,
-  // as 24 fps): the same cut gives the same prompt.
-  for (const TimelineStart at : {TimelineStart{24, 86400}, TimelineStart{25, 90000}, TimelineStart{24, 0}}) {
-    SCOPED_TRACE(at.frame);
-    AuditRig rig;
-    rig.home.setResolveState(goldenState(at));
-    rig.p().log("left over from before");
-    rig.audit();
+    // The frames count from the timeline's own start whatever its rate or start (and then, by design,
+    // as 24 fps): the same cut gives the same prompt.
+    for (const TimelineStart at :
+         {TimelineStart{24, 86400}, TimelineStart{25, 90000}, TimelineStart{24, 0}}) {
+        SCOPED_TRACE(at.frame);
+        AuditRig rig;
+        rig.home.setResolveState(goldenState(at));
+        rig.p().log("left over from before");
+        rig.audit();
 
-    EXPECT_EQ(rig.sentPrompt(), goldenText("audit_prompt.txt"));
-    EXPECT_EQ(rig.mediaAskedFor, QStringList({kTimeline}));
-    const QList<Line> expected{
-        {"$ ondrel audit --timeline " + kTimeline, "dim"},
-        {"Reading existing timeline from Resolve...", "muted"},
-        {"✓ Found 3 clips using 3 source files", "green"},
-        {"✓ Found 2 total source files in media pool", "green"},
-        {"⛏ Loading cached transcripts...", "accent"},
-        {"✓ Loaded transcript — 5 segments · 12 words", "green"},
-        {"Mapping used clips to transcript...", "muted"},
-        {"  Used: 20.0s / 400s (5%)", "dim"},
-        {"⛏ Claude analyzing for buried gold...", "accent"},
-        {"💎 Found 2 gold moments · 1 redundancies", "accent"},
-        {"  Confidence score: 61/100", "green"},
-        {"✓ Audit complete!", "muted"},
-    };
-    EXPECT_EQ(rig.lines(), expected);
-    EXPECT_EQ(rig.p().step(), PipelineStep::complete);
-    EXPECT_EQ(rig.p().progress(), 1.0);
-    ASSERT_TRUE(rig.p().auditReport());
-    EXPECT_EQ(rig.p().auditReport()->themeGaps, QStringList({"the sea"}));
-    EXPECT_EQ(rig.p().auditReport()->coveragePercent, 5.0) << "the model's figure, not ours";
-    EXPECT_TRUE(rig.p().auditReport()->usedSegments.isEmpty()) << "used ranges are not merged in";
-  }
+        EXPECT_EQ(rig.sentPrompt(), goldenText("audit_prompt.txt"));
+        EXPECT_EQ(rig.mediaAskedFor, QStringList({kTimeline}));
+        const QList<Line> expected{
+            {"$ ondrel audit --timeline " + kTimeline, "dim"},
+            {"Reading existing timeline from Resolve...", "muted"},
+            {"✓ Found 3 clips using 3 source files", "green"},
+            {"✓ Found 2 total source files in media pool", "green"},
+            {"⛏ Loading cached transcripts...", "accent"},
+            {"✓ Loaded transcript — 5 segments · 12 words", "green"},
+            {"Mapping used clips to transcript...", "muted"},
+            {"  Used: 20.0s / 400s (5%)", "dim"},
+            {"⛏ Claude analyzing for buried gold...", "accent"},
+            {"💎 Found 2 gold moments · 1 redundancies", "accent"},
+            {"  Confidence score: 61/100", "green"},
+            {"✓ Audit complete!", "muted"},
+        };
+        EXPECT_EQ(rig.lines(), expected);
+        EXPECT_EQ(rig.p().step(), PipelineStep::complete);
+        EXPECT_EQ(rig.p().progress(), 1.0);
+        ASSERT_TRUE(rig.p().auditReport());
+        EXPECT_EQ(rig.p().auditReport()->themeGaps, QStringList({"the sea"}));
+        EXPECT_EQ(rig.p().auditReport()->coveragePercent, 5.0) << "the model's figure, not ours";
+        EXPECT_TRUE(rig.p().auditReport()->usedSegments.isEmpty()) << "used ranges are not merged in";
+    }
 }
 
 TEST(Audit, FiguresOnTheLogAndInThePrompt) {
@@ -232,13 +235,15 @@ TEST(Audit, FailuresEndWithTheirTexts) {
     }
 }
 
+// Nothing of a cancelled audit follows the cancel: no line, no request to the model, no report.
 TEST(Audit, CancelledWhileAnalysingStopsWithoutAWord) {
     AuditRig rig;
     rig.cancelWhileLoading = true;
     rig.audit();
-    EXPECT_EQ(rig.texts().last(), "⛏ Claude analyzing for buried gold...");
+    EXPECT_EQ(rig.texts().last(), "⛏ Loading cached transcripts...");
     EXPECT_EQ(rig.p().step(), PipelineStep::analyzing);
     EXPECT_FALSE(rig.p().auditReport());
+    EXPECT_TRUE(rig.server.requests().isEmpty());
 }
 
 TEST(Audit, SlotsOnTheTranscriptClockAndWholeContainment) {
@@ -251,7 +256,8 @@ TEST(Audit, SlotsOnTheTranscriptClockAndWholeContainment) {
                                                                  {"/m/c.wav", "/m/a.wav", "/m/b.wav"});
     EXPECT_EQ(used, (QList<UsedSegment>{{601, 602, ""}, {3900, 3900.5, ""}, {0, 10, ""}}));
     // U+FF21 sorts before U+1F3A4 by code point, though not by UTF-16 unit.
-    EXPECT_EQ(mapTimelineClipsToTranscript({{"/m/\U0001F3A4.wav", 0, 24, 1}}, {"/m/\U0001F3A4.wav", "/m/\uFF21.wav"}),
+    EXPECT_EQ(mapTimelineClipsToTranscript({{"/m/\U0001F3A4.wav", 0, 24, 1}},
+                                           {"/m/\U0001F3A4.wav", "/m/\uFF21.wav"}),
               (QList<UsedSegment>{{300, 301, ""}}));
 
     const QList<TranscriptSegment> segments{{0, 10, "a", "es"},    {2, 8, "b", "es"},

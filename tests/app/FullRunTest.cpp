@@ -8,8 +8,8 @@
 #include <QDir>
 #include <QDirIterator>
 #include <QFileInfo>
-#include <QSet>
 #include <QProcess>
+#include <QSet>
 
 #include <gtest/gtest.h>
 
@@ -31,14 +31,10 @@ const char* kStory = R"({"segments":[{"index":1,"startTime":2,"endTime":9,"sourc
   "structure":{"acts":[{"name":"Opening","segments":[1]}],"totalDuration":7},
   "subtitles":[{"startTime":0,"endTime":7,"text":"hello everyone"}],"estimatedDuration":7})";
 
-} // namespace
-
-TEST(FullRun, TimelineToBuiltStoryAndExports) {
-    TestHome home;
+// A 40 s interview under the timeline "Day 1" of the fake Resolve; false when it could not be made.
+bool makeOneClipTimeline(const TestHome& home) {
     const QString wav = home.path() + "/media/interview.wav";
     QDir().mkpath(home.path() + "/media");
-    ASSERT_TRUE(run("/usr/bin/ffmpeg", {"-v", "quiet", "-f", "lavfi", "-i", "sine=frequency=300:duration=40",
-                                        "-ar", "48000", wav}));
     const QString state = R"PY(
 import sys
 sys.path.insert(0, sys.argv[1])
@@ -46,8 +42,16 @@ import fake_resolve_state as f
 c = f.clip(sys.argv[3])
 f.write(sys.argv[2], f.state(clips=[c], timelines=[f.timeline("Day 1", audio=[[f.item(c, 86400, 86400 + 960)]])]))
 )PY";
-    ASSERT_TRUE(
-        run("/usr/bin/python3", {"-c", state, test::fakeResolveModuleDir(), home.resolveStateFile(), wav}));
+    return run("/usr/bin/ffmpeg",
+               {"-v", "quiet", "-f", "lavfi", "-i", "sine=frequency=300:duration=40", "-ar", "48000", wav}) &&
+           run("/usr/bin/python3", {"-c", state, test::fakeResolveModuleDir(), home.resolveStateFile(), wav});
+}
+
+} // namespace
+
+TEST(FullRun, TimelineToBuiltStoryAndExports) {
+    TestHome home;
+    ASSERT_TRUE(makeOneClipTimeline(home));
 
     FakeHttpServer server;
     server.respondJson(
@@ -91,6 +95,71 @@ f.write(sys.argv[2], f.state(clips=[c], timelines=[f.timeline("Day 1", audio=[[f
     EXPECT_EQ(server.requestsTo("/v1/audio/transcriptions").size(), 2);
 }
 
+// The wizard's Cancel (cancel and reset in one turn) while the run waits on a service: the request is
+// aborted at once, nothing of the run is logged, written or built afterwards, and the next run
+// starts as soon as this one has stopped.
+TEST(FullRun, CancelStopsWhereItWaitsAndLeavesNothingBehind) {
+    const QByteArray segments =
+        R"({"text":"hola a todos","language":"spanish","segments":[{"start":2,"end":9,"text":"hola a todos"}]})";
+    const QByteArray words = R"({"text":"hola","words":[{"word":"hola","start":0.1,"end":0.5}]})";
+    const QByteArray story =
+        QByteArray::fromStdString(Json{{"content", {{{"type", "text"}, {"text", kStory}}}}}.dump());
+    constexpr int kNever = 600000; // an answer that would come long after any test
+
+    struct Case {
+        const char* name;
+        QList<test::ScriptedResponse> speech;
+        test::ScriptedResponse model;
+        QByteArray waitedOn; // the path whose request is under way at the cancel
+    } cases[] = {
+        {"transcribing",
+         {{200, segments, "application/json", kNever}},
+         {200, story},
+         "/v1/audio/transcriptions"},
+        {"analysing", {{200, segments}}, {200, story, "application/json", kNever}, "/v1/messages"},
+        {"word timing",
+         {{200, segments}, {200, words, "application/json", kNever}},
+         {200, story},
+         "/v1/audio/transcriptions"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        TestHome home;
+        ASSERT_TRUE(makeOneClipTimeline(home));
+        const auto timelinesInResolve = [&] {
+            return Json::parse(
+                       readFile(home.resolveStateFile()).toStdString())["projects"]["Interviews"]["timelines"]
+                .size();
+        };
+        FakeHttpServer server;
+        for (const auto& answer : c.speech)
+            server.enqueue("/v1/audio/transcriptions", answer);
+        server.enqueue("/v1/messages", c.model);
+        PipelineEnvironment env = home.pipelineEnvironment();
+        env.endpoints.openaiHost = server.baseUrl();
+        env.endpoints.anthropicHost = server.baseUrl();
+        auto pipeline = makePipeline(env);
+
+        const qsizetype sent = c.speech.size() > 1 ? 2 : 1;
+        QCoro::Task<> mining =
+            pipeline->run("Day 1", MiningMode::fullMine, 5, "auto", {}, std::nullopt, "", false);
+        ASSERT_TRUE(test::waitFor([&] { return server.requestsTo(c.waitedOn).size() == sent; }, 60000));
+        pipeline->cancel();
+        pipeline->reset();
+        QCoro::waitFor(std::move(mining));
+
+        EXPECT_TRUE(pipeline->logs().isEmpty());
+        EXPECT_EQ(pipeline->step(), PipelineStep::idle);
+        EXPECT_FALSE(pipeline->results().has_value());
+        EXPECT_TRUE(test::waitFor([&] { return server.abandoned().size() == 1; }))
+            << "the request was aborted";
+        EXPECT_FALSE(QFileInfo::exists(home.paths().exportDirFor("Day 1")));
+        EXPECT_FALSE(QFileInfo::exists(home.paths().cacheDir + "/segments.json"));
+        EXPECT_EQ(timelinesInResolve(), 1u) << "nothing built";
+        EXPECT_FALSE(WorkQueue::shared().isBusy());
+    }
+}
+
 // Timeline names come from Resolve and may be anything. Each one re-mined and built must write only
 // inside its own folder of the exports (or the cache), one folder a name, the same folder for the
 // same name, and a plain name keeps its folder name.
@@ -102,7 +171,8 @@ sys.path.insert(0, sys.argv[1])
 import fake_resolve_state as f
 f.write(sys.argv[2], f.state(clips=[], timelines=[]))
 )PY";
-    ASSERT_TRUE(run("/usr/bin/python3", {"-c", state, test::fakeResolveModuleDir(), home.resolveStateFile()}));
+    ASSERT_TRUE(
+        run("/usr/bin/python3", {"-c", state, test::fakeResolveModuleDir(), home.resolveStateFile()}));
     FakeHttpServer server;
     server.respondJson(
         "/v1/messages", 200,
@@ -126,13 +196,14 @@ f.write(sys.argv[2], f.state(clips=[], timelines=[]))
                                "%2F",
                                "$(touch pwned)"};
     QStringList before;
-    for (QDirIterator it(home.path(), QDir::Files | QDir::Hidden, QDirIterator::Subdirectories); it.hasNext();)
+    for (QDirIterator it(home.path(), QDir::Files | QDir::Hidden, QDirIterator::Subdirectories);
+         it.hasNext();)
         before << it.next();
 
     for (const QString& name : names + QStringList{"Cut 1"}) { // once more: the same folder again
         auto pipeline = makePipeline(env);
-        SavedProject project{name, 1700000000, "es", {home.path() + "/media/a.wav"}, {{2, 9, "hola a todos"}}, {},
-                             {}, 5};
+        SavedProject project{name, 1700000000, "es", {home.path() + "/media/a.wav"}, {{2, 9, "hola a todos"}},
+                             {},   {},         5};
         QCoro::waitFor(pipeline->runFromProject(project, 5, {}, std::nullopt, "", false));
         ASSERT_EQ(pipeline->step(), PipelineStep::complete) << name.toStdString();
         const QString dir = *pipeline->lastExportDir();
@@ -144,7 +215,8 @@ f.write(sys.argv[2], f.state(clips=[], timelines=[]))
     const QString exports = home.paths().exportsDir + "/";
     const QString cache = home.paths().cacheDir + "/";
     QSet<QString> folders;
-    for (QDirIterator it(home.path(), QDir::Files | QDir::Hidden, QDirIterator::Subdirectories); it.hasNext();) {
+    for (QDirIterator it(home.path(), QDir::Files | QDir::Hidden, QDirIterator::Subdirectories);
+         it.hasNext();) {
         const QString file = it.next();
         if (before.contains(file) || file == home.resolveStateFile())
             continue;

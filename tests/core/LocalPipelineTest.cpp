@@ -246,46 +246,129 @@ TEST_F(PipelineRun, CachedTranscriptSkipsMediaWork) {
     EXPECT_EQ(pipeline.step(), PipelineStep::complete);
 }
 
-TEST_F(PipelineRun, CancelAloneStopsSilentlyAtTheNextTest) {
+// A cancel stops the run where it is, with or without the wizard's reset in the same turn: no line,
+// field or file of it after the cancel, and nothing built.
+TEST_F(PipelineRun, CancelStopsTheRunAndNothingOfItFollows) {
     struct Case {
         const char* step;
-        const char* lastCall;
-        int linesAfter; // lines logged after the cancelling step began
+        bool fromProject;
     } cases[] = {
-        {"media", "media", 0}, {"probe", "probe", 0}, {"extract", "extract", 0}, {"analyze", "analyze", 0},
-        {"words", "words", 0}, {"build", "build", 1}, // the build's own line lands before the cancel test
+        {"media", false},   {"probe", false}, {"extract", false}, {"chunk", false}, {"transcribe", false},
+        {"analyze", false}, {"words", false}, {"analyze", true},  {"words", true},
     };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.step);
-        pipeline.reset();
-        script = Script{};
-        script.install(pipeline.steps());
-        qsizetype linesAtStep = 0;
-        script.duringStep = c.step;
-        script.during = [&](LocalPipeline& p) {
-            linesAtStep = p.logs().size();
-            p.cancel();
-        };
-        run();
-        EXPECT_EQ(script.calls.last(), c.lastCall);
-        EXPECT_EQ(pipeline.logs().size() - linesAtStep, c.linesAfter);
-        EXPECT_NE(pipeline.step(), PipelineStep::complete);
-        EXPECT_NE(pipeline.step(), PipelineStep::error);
-        EXPECT_FALSE(pipeline.errorMessage().has_value());
+    for (const bool withReset : {false, true}) {
+        for (const auto& c : cases) {
+            SCOPED_TRACE(std::string(c.step) + (c.fromProject ? " re-mine" : "") +
+                         (withReset ? " reset" : ""));
+            pipeline.reset();
+            script = Script{};
+            script.install(pipeline.steps());
+            script.duringStep = c.step;
+            qsizetype linesAtCancel = -1;
+            PipelineStep stepAtCancel{};
+            double progressAtCancel = -1;
+            script.during = [&](LocalPipeline& p) {
+                p.cancel();
+                if (withReset)
+                    p.reset();
+                linesAtCancel = p.logs().size();
+                stepAtCancel = p.step();
+                progressAtCancel = p.progress();
+            };
+            if (c.fromProject)
+                QCoro::waitFor(pipeline.runFromProject({"Cut", 1, "en", {}, {{0, 1, "x"}}, {}, {}, 1}, 3, {},
+                                                       std::nullopt, "", false));
+            else
+                run();
+            EXPECT_EQ(script.calls.last(), c.step); // no write, no build after it
+            EXPECT_EQ(pipeline.logs().size(), linesAtCancel);
+            EXPECT_EQ(pipeline.step(), stepAtCancel);
+            EXPECT_EQ(pipeline.progress(), progressAtCancel);
+            EXPECT_FALSE(pipeline.errorMessage().has_value());
+            EXPECT_FALSE(pipeline.results().has_value());
+            EXPECT_FALSE(pipeline.lastProject().has_value());
+        }
     }
 }
 
-TEST_F(PipelineRun, CancelThenResetLeavesTheRunGoing) {
-    script.duringStep = "extract";
-    script.during = [](LocalPipeline& p) {
-        p.cancel();
-        p.reset();
-    };
+// The Cancel of a run that waits for its turn behind other work: it never starts.
+TEST_F(PipelineRun, CancelledWhileWaitingNeverStarts) {
+    WorkQueue::Turn other = QCoro::waitFor(
+        []() -> QCoro::Task<WorkQueue::Turn> { co_return co_await WorkQueue::shared().take(); }());
+    QCoro::Task<> waiting =
+        pipeline.run("Interview", MiningMode::fullMine, 5, "auto", {}, std::nullopt, "", false);
+    EXPECT_TRUE(pipeline.waitingForTurn());
+    pipeline.cancel();
+    pipeline.reset();
+    other.release();
+    QCoro::waitFor(std::move(waiting));
+    EXPECT_TRUE(script.calls.isEmpty());
+    EXPECT_TRUE(pipeline.logs().isEmpty());
+    EXPECT_EQ(pipeline.step(), PipelineStep::idle);
+
+    // The cancel held for that run only: the next one runs whole.
     run();
     EXPECT_EQ(pipeline.step(), PipelineStep::complete);
-    // The log was cleared mid-run and fills again from the next line on.
-    EXPECT_EQ(lines().first(), (Line{"Audio extracted — 0.0 MB", "muted"}));
-    EXPECT_EQ(lines().last(), (Line{"✓ Complete — we found gems!", "green"}));
+}
+
+// Nothing empty is sent to the model, and an empty story never replaces a story nor is built.
+TEST_F(PipelineRun, EmptyTranscriptsAndEmptyStoriesEndBeforeTheyCostOrOverwrite) {
+    const QString noTranscript = "No transcript to mine — run a Full Mine first";
+    struct Case {
+        const char* name;
+        std::function<void(Script&)> change;
+        bool fromEmptyProject;
+        QString message;
+        const char* lastCall;
+    } cases[] = {
+        {"nothing transcribed",
+         [](Script& s) {
+             s.transcript = TranscriptResult{{}, "es"};
+         },
+         false, noTranscript, "transcribe"},
+        {"only silence cached",
+         [](Script& s) {
+             s.cached = TranscriptResult{{{0, 3, "  ", "es"}}, "es"};
+         },
+         false, noTranscript, "cache"},
+        {"an emptied project", [](Script&) {}, true, noTranscript, ""},
+        {"no moments chosen", [](Script& s) { s.analysis = MiningResults{}; }, false,
+         "The model chose no moments", "analyze"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        pipeline.reset();
+        script = Script{};
+        script.install(pipeline.steps());
+        c.change(script);
+        if (c.fromEmptyProject)
+            QCoro::waitFor(pipeline.runFromProject({"Cut", 1, "en", {"/m/a.wav"}, {}, story(), {}, 5}, 3, {},
+                                                   std::nullopt, "", false));
+        else
+            run();
+        EXPECT_EQ(pipeline.step(), PipelineStep::error);
+        EXPECT_EQ(pipeline.errorMessage(), c.message);
+        EXPECT_EQ(lines().last(), (Line{"✗ " + c.message, "accent"}));
+        EXPECT_EQ(script.calls.isEmpty() ? QString() : script.calls.last(), c.lastCall);
+        EXPECT_FALSE(pipeline.results().has_value());
+    }
+}
+
+// What a re-mine starts from: the transcript the run finished with, its story and choices.
+TEST_F(PipelineRun, TheFinishedRunKeepsItsProjectForARemine) {
+    QCoro::waitFor(
+        pipeline.run("Day 1", MiningMode::fullMine, 7, "auto", {}, QStringLiteral("campfire"), "", false));
+    ASSERT_TRUE(pipeline.lastProject().has_value());
+    const SavedProject& project = *pipeline.lastProject();
+    EXPECT_EQ(project.timeline, "Day 1");
+    EXPECT_EQ(project.language, "es");
+    EXPECT_EQ(project.mediaPaths, (QStringList{"/m/a.wav", "/m/b.mov"}));
+    EXPECT_EQ(project.transcript, (QList<CachedSegment>{{0, 2, "hola que tal"}, {2, 5, "muy  bien"}}));
+    EXPECT_EQ(project.results, story());
+    EXPECT_EQ(project.presetId, "campfire");
+    EXPECT_EQ(project.targetMinutes, 7);
+    pipeline.reset();
+    EXPECT_FALSE(pipeline.lastProject().has_value());
 }
 
 TEST_F(PipelineRun, ResetKeepsMediaProbesAndBuildResult) {
@@ -327,14 +410,4 @@ TEST_F(PipelineRun, RemineFromSavedProject) {
     EXPECT_FALSE(script.calls.contains("media"));
     EXPECT_FALSE(script.calls.contains("probe"));
     EXPECT_EQ(pipeline.lastMediaPaths(), QStringList{"/m/a.wav"});
-}
-
-TEST_F(PipelineRun, RemineHasNoCancelTestAfterWordTiming) {
-    SavedProject project{"Cut", 1, "en", {}, {{0, 1, "x"}}, {}, {}, 1};
-    script.duringStep = "words";
-    script.during = [](LocalPipeline& p) { p.cancel(); };
-    QCoro::waitFor(pipeline.runFromProject(project, 3, {}, std::nullopt, "", false));
-    EXPECT_TRUE(script.calls.contains("exports"));
-    EXPECT_EQ(script.calls.last(), "build"); // stops at the build's cancel test
-    EXPECT_EQ(pipeline.step(), PipelineStep::building);
 }

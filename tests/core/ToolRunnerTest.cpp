@@ -3,6 +3,7 @@
 
 #include <QCoroTask>
 #include <QCoroTimer>
+#include <QFile>
 #include <QTimer>
 
 #include <gtest/gtest.h>
@@ -61,6 +62,37 @@ TEST(ToolRunner, EventLoopKeepsTurningWhileAChildRuns) {
     timer.start(10);
     QCoro::waitFor(r.runProcess("/bin/sh", {"-c", "sleep 0.3"}));
     EXPECT_GT(ticks, 3);
+}
+
+// A stopped child ends now: asked politely first, killed when it does not listen; one whose stop
+// came before it started never starts. Neither stop waits for the child's own hour of work.
+TEST(ToolRunner, StopEndsTheChildAndKillsOneThatIgnoresIt) {
+    TestHome home;
+    ToolRunner r = runner(home);
+    std::shared_ptr<StopSignal> stop;
+    r.setStopSource([&] { return stop; });
+    const QString marker = home.path() + "/started";
+    struct Case {
+        const char* name;
+        QString script;
+        bool stopFirst;
+    } cases[] = {
+        {"listens", "touch '" + marker + "'; exec sleep 3600", false},
+        {"ignores the request", "trap '' TERM; touch '" + marker + "'; while :; do sleep 0.1; done", false},
+        {"stopped before it starts", "touch '" + marker + "'", true},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        QFile::remove(marker);
+        stop = std::make_shared<StopSignal>();
+        if (c.stopFirst)
+            stop->stop();
+        else
+            QTimer::singleShot(0,
+                               [&] { test::waitFor([&] { return QFile::exists(marker); }), stop->stop(); });
+        EXPECT_FALSE(QCoro::waitFor(r.runProcess("/bin/sh", {"-c", c.script})));
+        EXPECT_EQ(QFile::exists(marker), !c.stopFirst);
+    }
 }
 
 TEST(ToolRunner, RunPythonSetsModulePathAndReportsLaunchFailure) {

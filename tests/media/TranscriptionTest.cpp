@@ -21,7 +21,8 @@ protected:
 };
 
 TEST_F(Whisper, SendsTheMultipartBodyByteForByte) {
-    const QByteArray audio("RIFF\x00\x01\x02\r\n--not-a-boundary\xff", 29);
+    static constexpr char kBytes[] = "RIFF\x00\x01\x02\r\n--not-a-boundary\xff";
+    const QByteArray audio(kBytes, sizeof kBytes - 1);
     writeFile(media + "/take one.wav", audio);
     server.respondJson(kPath, 200, R"({"text":"hola","segments":[]})");
     for (const QString language : {"es", "auto"})
@@ -229,8 +230,8 @@ QSet<QByteArray> namesOf(const char* pattern, int first, int last) {
 }
 
 // Sending the next chunks while one is awaited shows the same log, progress and transcript as one
-// at a time, whatever chunk 2 gets back and when the run is cancelled at chunk 3 (then nothing new
-// goes out); at most four requests are open at once.
+// at a time, whatever chunk 2 gets back and when the run is cancelled at chunk 3 (then nothing more
+// goes out, with or without a reset); at most four requests are open at once.
 TEST_F(Whisper, ChunksSentAheadShowExactlyWhatOneAtATimeShows) {
     constexpr int kChunks = 7;
     QStringList chunks;
@@ -255,8 +256,9 @@ TEST_F(Whisper, ChunksSentAheadShowExactlyWhatOneAtATimeShows) {
         {"chunk 2 too large",
          ScriptedResponse{200, "{}", "application/json", 0, false, false, kMaxAnswerBytes + 1}, Stop::never,
          kChunks + 2},
-        {"cancelled at chunk 3", {}, Stop::cancel, 3},
-        {"cancelled and reset at chunk 3", {}, Stop::cancelAndReset, kChunks - 2},
+        // Nothing of it is logged after the cancel; the reset empties what was.
+        {"cancelled at chunk 3", {}, Stop::cancel, 2},
+        {"cancelled and reset at chunk 3", {}, Stop::cancelAndReset, 0},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
@@ -294,9 +296,13 @@ TEST_F(Whisper, ChunksSentAheadShowExactlyWhatOneAtATimeShows) {
             s.transcript = QCoro::waitFor(transcribe(*p, chunks, "auto"));
             s.log = logLines(*p);
             EXPECT_LE(one.mostOpenAtOnce(), maxOpen);
-            const int lastSent = c.stop == Stop::cancel ? (maxOpen == 1 ? 2 : 4) : kChunks - 1;
-            EXPECT_EQ(fileNamesSent(one), namesOf("chunk_%1.wav", 0, lastSent));
-            EXPECT_EQ(one.requests().size(), lastSent + 1) << "sent twice";
+            const int lastSent = c.stop != Stop::never ? (maxOpen == 1 ? 1 : 4) : kChunks - 1;
+            QSet<QByteArray> sent = fileNamesSent(one);
+            EXPECT_EQ(one.requests().size(), sent.size()) << "sent twice";
+            // Chunk 5 went ahead at turn 2, before the cancel; aborted, it may not have arrived whole.
+            if (c.stop != Stop::never && maxOpen > 1)
+                sent.insert("chunk_4.wav");
+            EXPECT_EQ(sent, namesOf("chunk_%1.wav", 0, lastSent));
             if (c.stop == Stop::never && !c.second) {
                 EXPECT_EQ(one.mostOpenAtOnce(), maxOpen);
             }
@@ -359,7 +365,7 @@ TEST_F(Whisper, WordTimingSentAheadShowsExactlyWhatOneAtATimeShows) {
             s.words = QCoro::waitFor(wordLevelTranscribe(*p, analysis, {}, "auto"));
             s.log = logLines(*p);
             EXPECT_LE(one.mostOpenAtOnce(), maxOpen);
-            QSet<QByteArray> expected = namesOf("word_seg_%1.wav", 0, cancel ? (maxOpen == 1 ? 1 : 3) : 6);
+            QSet<QByteArray> expected = namesOf("word_seg_%1.wav", 0, cancel ? (maxOpen == 1 ? 0 : 3) : 6);
             expected.remove("word_seg_2.wav");
             EXPECT_EQ(fileNamesSent(one), expected);
             EXPECT_EQ(one.requests().size(), expected.size()) << "sent twice";
