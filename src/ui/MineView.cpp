@@ -141,6 +141,9 @@ void MineView::setSelectedTimelineText(const QString& name) {
     if (value == m_selectedTimeline)
         return;
     m_selectedTimeline = std::move(value);
+    // Another timeline is another mine: the project loaded for the last one must not be re-mined.
+    if (m_loadedProject && m_loadedProject->timeline != name)
+        setLoadedProject(std::nullopt);
     emit selectedTimelineChanged();
 }
 
@@ -326,9 +329,8 @@ void MineView::onLoadProject(const SavedProject& project) {
     if (project.presetId)
         setSelectedPresetId(project.presetId);
     if (project.results) {
-        m_pipeline->setResults(project.results);
-        m_pipeline->setLastMediaPaths(project.mediaPaths);
-        m_pipeline->setLastExportDir(m_pipeline->paths().exportDirFor(project.timeline));
+        m_pipeline->presentStory(project.results, project.mediaPaths,
+                                 m_pipeline->paths().exportDirFor(project.timeline));
         advanceTo(int(MineStep::review));
     } else {
         advanceTo(int(MineStep::style));
@@ -342,24 +344,24 @@ void MineView::onSendToResolve(const QList<StorySegment>& segments) {
             duration += s.endTime - s.startTime;
         results->segments = segments;
         results->estimatedDuration = duration;
-        m_pipeline->setResults(std::move(results));
+        m_pipeline->presentResults(std::move(results));
     }
     // Written and built in one turn of the work queue, so no other run's files are touched.
     m_pipeline->sendToResolve(segments);
     advanceTo(int(MineStep::done));
 }
 
+// A re-mine starts from the transcript of the mine on screen: the project it was loaded from, the
+// one the last run finished with, or the one saved for the timeline. Never from an empty one.
 void MineView::restyle() {
-    if (!m_loadedProject && m_selectedTimeline) {
-        SavedProject project;
-        project.timeline = *m_selectedTimeline;
-        project.createdAt = double(m_pipeline->clock().now().toMSecsSinceEpoch()) / 1000.0;
-        project.language = m_selectedLanguage;
-        project.mediaPaths = m_pipeline->lastMediaPaths().value_or(QStringList());
-        project.results = m_pipeline->results();
-        project.presetId = m_selectedPresetId;
-        project.targetMinutes = m_targetMinutes;
-        setLoadedProject(project);
+    if (!m_loadedProject) {
+        std::optional<SavedProject> project = m_pipeline->lastProject();
+        if (!project && m_selectedTimeline)
+            project = loadSavedProject(m_pipeline->paths(), *m_selectedTimeline);
+        if (project && m_selectedTimeline && project->timeline == *m_selectedTimeline) {
+            project->results = m_pipeline->results();
+            setLoadedProject(std::move(project));
+        }
     }
     advanceTo(int(MineStep::style));
 }

@@ -239,12 +239,13 @@ void ReviewModel::endDrag() {
 void ReviewModel::reMine() {
     stopPlayback();
     if (m_wizard)
-        m_wizard->advanceTo(int(MineStep::style));
+        m_wizard->restyle();
 }
 
 void ReviewModel::sendToResolve() {
     stopPlayback();
-    if (m_wizard)
+    // An empty list would replace the story and build an empty timeline.
+    if (m_wizard && !m_segments.isEmpty())
         m_wizard->onSendToResolve(m_segments);
 }
 

@@ -256,7 +256,9 @@ TEST_F(Review, RemovingThePlayingCardStopsTheSound) {
     EXPECT_TRUE(playing(0));
 }
 
-TEST(ReviewSend, RemovingEveryCardAndSendingSendsAnEmptyList) {
+// An empty list would overwrite the story and build an empty timeline: with every card removed
+// there is nothing to send, and the story and the segments file stay as they were.
+TEST(ReviewSend, RemovingEveryCardLeavesNothingToSend) {
     WizardRig rig;
     MineView wizard;
     MiningResults results;
@@ -264,7 +266,6 @@ TEST(ReviewSend, RemovingEveryCardAndSendingSendsAnEmptyList) {
     results.estimatedDuration = 15;
     wizard.pipeline()->setResults(results);
     wizard.advanceTo(int(MineStep::review));
-    QDir().mkpath(rig.home.paths().cacheDir); // made by the run that came before the review
     ReviewModel vm;
     vm.setWizard(&wizard);
     ASSERT_EQ(vm.count(), 2);
@@ -273,14 +274,10 @@ TEST(ReviewSend, RemovingEveryCardAndSendingSendsAnEmptyList) {
     EXPECT_EQ(vm.totalsText(), "0 segments · 0:00");
     vm.sendToResolve();
 
-    EXPECT_EQ(wizard.currentStep(), MineStep::done);
-    ASSERT_TRUE(wizard.pipeline()->results());
-    EXPECT_TRUE(wizard.pipeline()->results()->segments.isEmpty());
-    EXPECT_EQ(wizard.pipeline()->results()->estimatedDuration, 0);
-    const QString file = rig.home.paths().cacheDir + "/segments.json";
-    ASSERT_TRUE(waitFor([&] { return QFileInfo::exists(file); }));
-    EXPECT_EQ(Json::parse(readFile(file).toStdString()), Json::array());
-    EXPECT_TRUE(waitFor([&] { return !WorkQueue::shared().isBusy(); }, 30000));
+    EXPECT_EQ(wizard.currentStep(), MineStep::review);
+    EXPECT_EQ(wizard.pipeline()->results(), results);
+    EXPECT_FALSE(WorkQueue::shared().isBusy());
+    EXPECT_FALSE(QFileInfo::exists(rig.home.paths().cacheDir + "/segments.json"));
 }
 
 // ---- the pages through their QML -------------------------------------------------------------

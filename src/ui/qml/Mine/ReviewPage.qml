@@ -189,6 +189,7 @@ Item {
             PrimaryButton {
                 objectName: "sendToResolve"
                 text: "Send to Resolve"
+                enabled: vm.count > 0
                 leading: Component { PixelGemView { color: "white"; size: 14 } }
                 onClicked: vm.sendToResolve()
             }
