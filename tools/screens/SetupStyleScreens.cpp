@@ -80,7 +80,7 @@ void showToolTipOf(QQuickItem* item, const QString& name) {
         showToolTipOf(child, name);
 }
 
-// Scrolls the setup page's form to its end, where the length, the estimate and the button are.
+// Scrolls the setup page's form to its end, where the mode, the language and the length are.
 void scrollSetupToEnd(QObject* root) {
     const std::function<QQuickItem*(QQuickItem*)> find = [&](QQuickItem* item) -> QQuickItem* {
         if (!item || item->objectName() == QStringLiteral("setupScroll"))

@@ -335,10 +335,8 @@ ScreenColumn {
         }
     }
 
-    // ---- actions ----
-    ColumnLayout {
-        Layout.fillWidth: true
-        Layout.topMargin: Theme.spacing8
+    // ---- actions, pinned under the report ----
+    footer: ColumnLayout {
         spacing: Theme.spacing4
         PrimaryButton {
             objectName: "addMoments"
