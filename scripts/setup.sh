@@ -14,7 +14,7 @@ PACKAGES=(
   qml6-module-qtquick-dialogs qml6-module-qttest qml6-module-qtqml-models
   qcoro-qt6-dev nlohmann-json3-dev
   libgtest-dev libgmock-dev googletest
-  ffmpeg python3 xvfb xauth
+  ffmpeg python3 xvfb xauth libgl1-mesa-dri libglx-mesa0
   fonts-inter fonts-jetbrains-mono fonts-noto-color-emoji fonts-materialdesignicons-webfont
   xdg-utils desktop-file-utils espeak-ng unzip pkexec
 )

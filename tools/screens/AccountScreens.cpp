@@ -138,6 +138,21 @@ ONDREL_SCREENS(accountScreens) {
     renderScreen(context, "account", contentView, window, [](QObject* r) { setTab(r, 0); });
     QCoro::waitFor(s.updates->checkForUpdates());
     renderScreen(context, "updates", contentView, window, [](QObject* r) { setTab(r, 2); });
+    // Up to date, with long notes: the check stays in sight under them.
+    service.answerAlways("/api/v1/version",
+                         {200, R"({"version":"0.1.0-beta","download_url":"https://ondrel.app/plugin.zip",)"
+                               R"("release_notes":"Chapter markers now follow the story's acts, in the )"
+                               R"(colours Resolve accepts. Subtitle cards break at punctuation and never )"
+                               R"(split a word. Faster timeline builds on large projects: a four-hour )"
+                               R"(interview builds in under a minute. Audits read the cut's clips from )"
+                               R"(the timeline's own start frame, so markers land where the clips are at )"
+                               R"(any frame rate. The plugin remembers the last timeline you mined and )"
+                               R"(offers it first. Recent mines open straight on their review when their )"
+                               R"(story was built. The estimate of credits follows the mode and the )"
+                               R"(length as you change them. Re-mine keeps the transcript, so a new style )"
+                               R"(costs no new transcription."})"});
+    QCoro::waitFor(s.updates->checkForUpdates());
+    renderScreen(context, "updates-current", contentView, window, [](QObject* r) { setTab(r, 2); });
     renderScreen(context, "plugin", qmlFileUrl("Account/InstallView.qml"), QSize(900, 750));
     QCoro::waitFor(s.plugins->install());
     renderScreen(context, "plugin-installed", qmlFileUrl("Account/InstallView.qml"), QSize(900, 750),

@@ -41,7 +41,7 @@ QQuickItem* pageIn(QObject* root, const QString& name) {
 void scrollTo(QQuickItem* page, const QString& name = {}) {
     if (!page)
         return;
-    auto* flickable = page->property("contentItem").value<QQuickItem*>();
+    auto* flickable = page->property("flickable").value<QQuickItem*>();
     if (!flickable)
         return;
     const qreal end = std::max<qreal>(0, flickable->property("contentHeight").toReal() - flickable->height());

@@ -1,7 +1,10 @@
-// Draws each screen with sample state into a PNG, offscreen with the software renderer, so anyone
-// can see the application without Resolve or the services (scripts/render-screens.sh).
-//   render_screens <output folder>
+// Draws each screen with sample state into a PNG, so anyone can see the application without Resolve
+// or the services (scripts/render-screens.sh). With --window it draws in the real window, as an
+// editor sees it: the xcb platform on an Xvfb of its own with the scene graph's default OpenGL
+// backend; otherwise offscreen with the software renderer, which draws some things differently.
+//   render_screens [--window] <output folder>
 #include "RenderSupport.h"
+#include "support/VirtualDisplay.h"
 
 #include <QDir>
 #include <QGuiApplication>
@@ -16,6 +19,7 @@
 #include <QCoroTask>
 
 #include <cstdio>
+#include <cstring>
 #include <functional>
 #include <map>
 #include <memory>
@@ -78,11 +82,30 @@ void renderScreen(RenderContext& context, const QString& name, const QUrl& url, 
 using namespace ondrel;
 
 int main(int argc, char** argv) {
-    qputenv("QT_QUICK_BACKEND", "software");
-    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
-        qputenv("QT_QPA_PLATFORM", "offscreen");
+    bool inWindow = false;
+    QString out = QStringLiteral("docs/screens");
+    for (int i = 1; i < argc; ++i) {
+        if (std::strcmp(argv[i], "--window") == 0)
+            inWindow = true;
+        else
+            out = QString::fromLocal8Bit(argv[i]);
+    }
+    std::unique_ptr<test::VirtualDisplay> display;
+    if (inWindow) {
+        QString error;
+        display = test::VirtualDisplay::start(QStringLiteral("1600x1200x24"), &error);
+        if (!display) {
+            std::fprintf(stderr, "No X server for the real window: %s\n", qPrintable(error));
+            return 1;
+        }
+        qputenv("QT_QPA_PLATFORM", "xcb");
+        qunsetenv("QT_QUICK_BACKEND");
+    } else {
+        qputenv("QT_QUICK_BACKEND", "software");
+        if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
+            qputenv("QT_QPA_PLATFORM", "offscreen");
+    }
     QGuiApplication app(argc, argv);
-    const QString out = argc > 1 ? QString::fromLocal8Bit(argv[1]) : QStringLiteral("docs/screens");
     QDir().mkpath(out);
     QTemporaryDir home;
     test::FakeHttpServer service;

@@ -66,7 +66,21 @@ StylePageModel* stylePageIn(QQuickItem* item) {
     return nullptr;
 }
 
-// Scrolls the setup page's form to its end, where the length, the estimate and the button are.
+// Opens the tooltip of the named item, as a pointer resting on it would.
+void showToolTipOf(QQuickItem* item, const QString& name) {
+    if (!item)
+        return;
+    if (item->objectName() == name) {
+        for (QObject* child : item->children())
+            if (child->inherits("QQuickToolTip"))
+                QMetaObject::invokeMethod(child, "open");
+        return;
+    }
+    for (QQuickItem* child : item->childItems())
+        showToolTipOf(child, name);
+}
+
+// Scrolls the setup page's form to its end, where the mode, the language and the length are.
 void scrollSetupToEnd(QObject* root) {
     const std::function<QQuickItem*(QQuickItem*)> find = [&](QQuickItem* item) -> QQuickItem* {
         if (!item || item->objectName() == QStringLiteral("setupScroll"))
@@ -146,9 +160,10 @@ ONDREL_SCREENS(stylePage) {
         });
     });
     renderScreen(context, QStringLiteral("mine-style-preset"), contentView, kWindow, [&](QObject* root) {
-        onStylePage(root, [](MineView*, StylePageModel* page) {
+        onStylePage(root, [root](MineView*, StylePageModel* page) {
             if (page)
                 page->selectPreset(QStringLiteral("portrait"));
+            showToolTipOf(qobject_cast<QQuickItem*>(root), QStringLiteral("preset_portrait"));
         });
     });
     renderScreen(context, QStringLiteral("mine-style-magic"), contentView, kWindow, [&](QObject* root) {

@@ -96,6 +96,7 @@ ScreenColumn {
             }
             Item { Layout.fillWidth: true }
             PrimaryButton {
+                objectName: "buyCredits"
                 text: "Buy Credits"
                 symbol: "plus.circle.fill"
                 onClicked: vm.openBilling()

@@ -144,6 +144,8 @@ Rectangle {
                 placeholderTextColor: Theme.textMuted
                 text: vm.manualToken
                 onTextEdited: vm.manualToken = text
+                // Return or Enter sends the token as the button would, and only when it could.
+                onAccepted: vm.signInWithToken()
                 color: Theme.foreground
                 font: Theme.font("mono", 13)
                 leftPadding: Theme.spacing12

@@ -111,12 +111,14 @@ ScreenColumn {
         message: root.updates.errorMessage
     }
 
-    SecondaryButton {
-        objectName: "checkForUpdates"
-        visible: vm.showCheckButton
-        text: root.updates.isChecking ? "Checking..." : "Check for Updates"
-        symbol: "arrow.clockwise"
-        enabled: vm.canCheck
-        onClicked: vm.check()
+    footer: RowLayout {
+        SecondaryButton {
+            objectName: "checkForUpdates"
+            visible: vm.showCheckButton
+            text: root.updates.isChecking ? "Checking..." : "Check for Updates"
+            symbol: "arrow.clockwise"
+            enabled: vm.canCheck
+            onClicked: vm.check()
+        }
     }
 }

@@ -14,6 +14,7 @@ Item {
     property var strokeColors: []
     property string strokeDirection: "diagonal"
     property real strokeWidth: 0
+    readonly property color gradientStandIn: "black"
 
     function roundedPath(x, y, w, h, r) {
         r = Math.max(0, Math.min(r, w / 2, h / 2))
@@ -32,16 +33,20 @@ Item {
         anchors.fill: parent
         antialiasing: true
 
+        // Qt 6.4's OpenGL scene graph leaves out a path whose fillColor is fully transparent even
+        // when a gradient is set (the software renderer draws it). A gradient takes the colour's
+        // place entirely, so an opaque stand-in colour lets it show and changes nothing else.
         ShapePath {
             strokeWidth: -1
-            fillColor: root.fillColors.length === 2 ? "transparent" : root.fillColor
+            fillColor: root.fillColors.length === 2 ? root.gradientStandIn : root.fillColor
             fillGradient: root.fillColors.length === 2 ? fillGradient : null
             PathSvg { path: root.roundedPath(0, 0, root.width, root.height, root.radius) }
         }
         ShapePath {
             strokeWidth: -1
             fillRule: ShapePath.OddEvenFill
-            fillColor: root.strokeWidth > 0 && root.strokeColors.length !== 2 ? root.strokeColor : "transparent"
+            fillColor: root.strokeWidth <= 0 ? "transparent"
+                     : root.strokeColors.length === 2 ? root.gradientStandIn : root.strokeColor
             fillGradient: root.strokeWidth > 0 && root.strokeColors.length === 2 ? strokeGradient : null
             PathSvg {
                 path: root.strokeWidth <= 0 ? "" :

@@ -65,8 +65,7 @@ ScreenColumn {
                 color: Theme.alpha(Theme.border, 0.3)
             }
             RoundedShape {
-                // No clip on this track: a clipped shape drew nothing on Mesa's GL; a report past
-                // 100% fills the track instead.
+                // A report past 100% fills the track and goes no further.
                 width: parent.width * Math.min(vm.coverageShare, 1)
                 height: parent.height
                 radius: height / 2
@@ -336,10 +335,8 @@ ScreenColumn {
         }
     }
 
-    // ---- actions ----
-    ColumnLayout {
-        Layout.fillWidth: true
-        Layout.topMargin: Theme.spacing8
+    // ---- actions, pinned under the report ----
+    footer: ColumnLayout {
         spacing: Theme.spacing4
         PrimaryButton {
             objectName: "addMoments"

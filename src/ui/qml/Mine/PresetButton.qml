@@ -17,9 +17,10 @@ AbstractButton {
     topPadding: Theme.spacing12
     bottomPadding: Theme.spacing12
 
-    ToolTip.text: description
-    ToolTip.visible: hovered && description !== ""
-    ToolTip.delay: 600
+    ThemedToolTip {
+        text: control.description
+        visible: control.hovered && control.description !== ""
+    }
 
     background: Rectangle {
         radius: 6

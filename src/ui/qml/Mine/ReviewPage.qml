@@ -42,15 +42,22 @@ Item {
         draggedSlot = null
     }
 
+    // The column of the setup and style pages, centred; the list's scroll bar runs in a gutter
+    // just past it, so the cards line up with the header and the bar.
+    readonly property real columnWidth: Math.min(620, width - 2 * Theme.spacing24)
+    readonly property real gutter: 12
+
     ColumnLayout {
-        anchors.fill: parent
-        anchors.leftMargin: Theme.spacing32
-        anchors.rightMargin: Theme.spacing32
+        x: (parent.width - root.columnWidth) / 2
+        anchors.top: parent.top
+        anchors.bottom: parent.bottom
         anchors.topMargin: Theme.spacing8
+        width: root.columnWidth + root.gutter
         spacing: Theme.spacing12
 
         ColumnLayout {
             Layout.fillWidth: true
+            Layout.rightMargin: root.gutter
             spacing: Theme.spacing4
             RowLayout {
                 Layout.fillWidth: true
@@ -107,7 +114,7 @@ Item {
                 required property bool expanded
                 required property bool playing
                 objectName: "segmentSlot" + index
-                width: ListView.view ? ListView.view.width - 12 : 0
+                width: ListView.view ? ListView.view.width - root.gutter : 0
                 height: card.implicitHeight
                 Behavior on height { NumberAnimation { duration: 200; easing.type: Easing.InOutQuad } }
 
@@ -161,12 +168,14 @@ Item {
 
         Rectangle {
             Layout.fillWidth: true
+            Layout.rightMargin: root.gutter
             Layout.preferredHeight: 1
             color: Theme.border
         }
 
         RowLayout {
             Layout.fillWidth: true
+            Layout.rightMargin: root.gutter
             Layout.bottomMargin: Theme.spacing16
             spacing: Theme.spacing12
 

@@ -333,35 +333,6 @@ Item {
                             }
                         }
                     }
-
-                    // The cost, a display only.
-                    RoundedShape {
-                        Layout.fillWidth: true
-                        implicitHeight: estimate.implicitHeight + 2 * Theme.spacing12
-                        radius: Theme.radiusSm
-                        fillColors: [Theme.alpha(Theme.accent, 0.1), Theme.alpha(Theme.accent, 0.03)]
-                        strokeWidth: 1
-                        strokeColor: Theme.alpha(Theme.accent, 0.2)
-                        RowLayout {
-                            id: estimate
-                            anchors.fill: parent
-                            anchors.margins: Theme.spacing12
-                            spacing: Theme.spacing8
-                            SymbolIcon { symbol: "diamond.fill"; size: 14; color: Theme.accent }
-                            Text {
-                                text: "Estimated cost:"
-                                color: Theme.textMuted
-                                font: Theme.font("body")
-                            }
-                            Text {
-                                objectName: "creditEstimate"
-                                Layout.fillWidth: true
-                                text: root.wizard.estimatedCreditsText
-                                color: Theme.foreground
-                                font: Theme.font("body", 13, "semibold")
-                            }
-                        }
-                    }
                 }
 
                 Item { Layout.preferredHeight: Theme.spacing8 }
@@ -377,6 +348,8 @@ Item {
             Layout.preferredHeight: 1
             color: Theme.alpha(Theme.border, 0.3)
         }
+        // The cost stands by the button it is the cost of, both pinned under the form: with a
+        // timeline and recent mines the form runs past the window's default height.
         RowLayout {
             visible: vm.isConnected
             // A nested layout fills by default; the bar keeps to the form's column.
@@ -385,7 +358,35 @@ Item {
             Layout.alignment: Qt.AlignHCenter
             Layout.topMargin: Theme.spacing16
             Layout.bottomMargin: Theme.spacing20
-            Item { Layout.fillWidth: true }
+            spacing: Theme.spacing16
+            // The cost, a display only.
+            RoundedShape {
+                Layout.fillWidth: true
+                implicitHeight: estimate.implicitHeight + 2 * Theme.spacing12
+                radius: Theme.radiusSm
+                fillColors: [Theme.alpha(Theme.accent, 0.1), Theme.alpha(Theme.accent, 0.03)]
+                strokeWidth: 1
+                strokeColor: Theme.alpha(Theme.accent, 0.2)
+                RowLayout {
+                    id: estimate
+                    anchors.fill: parent
+                    anchors.margins: Theme.spacing12
+                    spacing: Theme.spacing8
+                    SymbolIcon { symbol: "diamond.fill"; size: 14; color: Theme.accent }
+                    Text {
+                        text: "Estimated cost:"
+                        color: Theme.textMuted
+                        font: Theme.font("body")
+                    }
+                    Text {
+                        objectName: "creditEstimate"
+                        Layout.fillWidth: true
+                        text: root.wizard.estimatedCreditsText
+                        color: Theme.foreground
+                        font: Theme.font("body", 13, "semibold")
+                    }
+                }
+            }
             SheenActionButton {
                 objectName: "setupNext"
                 text: vm.mainActionText
