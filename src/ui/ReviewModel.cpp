@@ -68,17 +68,18 @@ QVariant ReviewModel::data(const QModelIndex& index, int role) const {
         return m_expanded == s.id();
     case PlayingRole:
         return m_playing == s.id();
+    case PreviewNoteRole:
+        return m_note && m_note->first == s.id() ? m_note->second : QString();
     default:
         return {};
     }
 }
 
 QHash<int, QByteArray> ReviewModel::roleNames() const {
-    return {{SegmentIdRole, "segmentId"},   {NumberRole, "number"},
-            {ChapterRole, "chapter"},       {ChapterColorRole, "chapterColor"},
-            {TimeRangeRole, "timeRange"},   {DurationRole, "duration"},
-            {TranscriptRole, "transcript"}, {TranslationRole, "translation"},
-            {ExpandedRole, "expanded"},     {PlayingRole, "playing"}};
+    return {{SegmentIdRole, "segmentId"},       {NumberRole, "number"},           {ChapterRole, "chapter"},
+            {ChapterColorRole, "chapterColor"}, {TimeRangeRole, "timeRange"},     {DurationRole, "duration"},
+            {TranscriptRole, "transcript"},     {TranslationRole, "translation"}, {ExpandedRole, "expanded"},
+            {PlayingRole, "playing"},           {PreviewNoteRole, "previewNote"}};
 }
 
 void ReviewModel::setWizard(MineView* wizard) {
@@ -99,6 +100,7 @@ void ReviewModel::load(QList<StorySegment> segments, QStringList mediaPaths) {
     beginResetModel();
     m_segments = std::move(segments);
     m_mediaPaths = std::move(mediaPaths);
+    m_note.reset();
     m_colors = chapterColors(m_segments);
     endResetModel();
     emit countChanged();
@@ -132,6 +134,16 @@ void ReviewModel::toggleExpanded(qint64 id) {
     setExpanded(m_expanded == id ? std::nullopt : std::optional<qint64>(id));
 }
 
+void ReviewModel::setNote(std::optional<std::pair<qint64, QString>> note) {
+    if (note == m_note)
+        return;
+    const std::optional<std::pair<qint64, QString>> old = std::exchange(m_note, std::move(note));
+    if (old)
+        rowsChangedFor(old->first, PreviewNoteRole);
+    if (m_note)
+        rowsChangedFor(m_note->first, PreviewNoteRole);
+}
+
 void ReviewModel::togglePlay(int row) {
     if (row < 0 || row >= m_segments.size())
         return;
@@ -141,30 +153,41 @@ void ReviewModel::togglePlay(int row) {
         return;
     }
     stopPlayback();
+    setNote(std::nullopt); // a new press tries again
     setPlaying(segment.id());
+    if (m_mediaPaths.isEmpty())
+        return; // stays marked as playing until "Stop"
 
     // Always the first source file, the segment's start taken as a position in it: exact for a
     // single source, a simplification for several.
-    const QStringList paths = sortedPaths(m_mediaPaths);
-    if (paths.isEmpty())
-        return; // stays marked as playing until "Stop"
     std::unique_ptr<AudioPlayer> player = AppServices::instance().makeAudioPlayer();
-    if (!player || !player->open(paths.first())) {
-        setPlaying(std::nullopt);
+    if (!player) {
+        showUnavailable(segment.id(), QStringLiteral("no audio player"));
         return;
     }
-    const int generation = ++m_playGeneration;
+    if (const QString problem = player->open(sortedPaths(m_mediaPaths).first()); !problem.isEmpty()) {
+        showUnavailable(segment.id(), problem);
+        return;
+    }
+    const int generation = m_playGeneration;
     connect(
         player.get(), &AudioPlayer::failed, this,
-        [this, generation] {
-            if (generation == m_playGeneration && m_player)
+        [this, generation, id = segment.id()](const QString& reason) {
+            if (generation == m_playGeneration && m_player) {
                 stopPlayback();
+                showUnavailable(id, reason);
+            }
         },
         Qt::QueuedConnection);
     m_player = std::move(player);
     m_player->seek(segment.startTime);
     m_player->play();
     m_playbackTimer.start(int(std::max(0.0, segment.endTime - segment.startTime) * 1000.0));
+}
+
+void ReviewModel::showUnavailable(qint64 id, const QString& reason) {
+    setPlaying(std::nullopt);
+    setNote(std::pair(id, QStringLiteral("Preview unavailable: ") + reason));
 }
 
 void ReviewModel::stopPlayback() {

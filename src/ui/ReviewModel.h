@@ -45,6 +45,7 @@ public:
         TranslationRole,
         ExpandedRole,
         PlayingRole,
+        PreviewNoteRole, // "Preview unavailable: {reason}" on the card whose preview could not play
     };
 
     explicit ReviewModel(QObject* parent = nullptr);
@@ -91,10 +92,13 @@ private:
     void setPlaying(std::optional<qint64> id);
     void rowsChangedFor(std::optional<qint64> id, int role);
     void recolour();
+    void showUnavailable(qint64 id, const QString& reason);
+    void setNote(std::optional<std::pair<qint64, QString>> note);
 
     QPointer<MineView> m_wizard;
     QList<StorySegment> m_segments;
     QStringList m_mediaPaths;
+    std::optional<std::pair<qint64, QString>> m_note;
     QHash<QString, QColor> m_colors;
     std::optional<qint64> m_expanded;
     std::optional<qint64> m_playing;

@@ -18,7 +18,7 @@ namespace {
 // Plays nothing: the renderer has no sound.
 class SilentPlayer : public AudioPlayer {
 public:
-    bool open(const QString&) override { return true; }
+    QString open(const QString&) override { return {}; }
     void seek(double) override {}
     void play() override {}
     void stop() override {}
