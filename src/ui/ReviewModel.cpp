@@ -2,8 +2,12 @@
 
 #include "ClockText.h"
 #include "Theme.h"
+#include "core/MediaClock.h"
 #include "core/Text.h"
+#include "media/AudioExtraction.h"
+#include "media/MediaProbe.h"
 
+#include <algorithm>
 #include <cmath>
 
 namespace ondrel {
@@ -90,16 +94,26 @@ void ReviewModel::setWizard(MineView* wizard) {
     emit wizardChanged();
     if (first && wizard) {
         const LocalPipeline* pipeline = wizard->pipeline();
-        load(pipeline->results() ? pipeline->results()->segments : QList<StorySegment>(),
-             pipeline->lastMediaPaths().value_or(QStringList()));
+        const QStringList paths = pipeline->lastMediaPaths().value_or(QStringList());
+        // Measured the way extraction measures them, so the clock is the transcript's. A mine
+        // reopened from its saved project has no probing in this process: measured when heard.
+        QHash<QString, double> lengths;
+        for (const QString& path : paths)
+            if (const Json* probe = pipeline->probeOutput(path))
+                lengths.insert(path, sourceAudioFromProbe(path, *probe).duration);
+        load(pipeline->results() ? pipeline->results()->segments : QList<StorySegment>(), paths,
+             std::move(lengths), pipeline->tools());
     }
 }
 
-void ReviewModel::load(QList<StorySegment> segments, QStringList mediaPaths) {
+void ReviewModel::load(QList<StorySegment> segments, QStringList mediaPaths, QHash<QString, double> lengths,
+                       ToolRunner tools) {
     stopPlayback();
     beginResetModel();
     m_segments = std::move(segments);
     m_mediaPaths = std::move(mediaPaths);
+    m_lengths = std::move(lengths);
+    m_tools = std::move(tools);
     m_note.reset();
     m_colors = chapterColors(m_segments);
     endResetModel();
@@ -158,14 +172,54 @@ void ReviewModel::togglePlay(int row) {
     if (m_mediaPaths.isEmpty())
         return; // stays marked as playing until "Stop"
 
-    // Always the first source file, the segment's start taken as a position in it: exact for a
-    // single source, a simplification for several.
+    // Measures (without holding up the window) what the clock needs up to the moment's file, then
+    // plays; a stop or another press meanwhile ends the wait, and what was measured is kept.
+    [](QPointer<ReviewModel> self, int generation, StorySegment segment) -> QCoro::Task<> {
+        while (self && generation == self->m_playGeneration) {
+            const std::optional<QString> path = self->fileToMeasureFor(segment.startTime);
+            if (!path) {
+                self->playFromClock(segment);
+                co_return;
+            }
+            const ToolRunner tools = self->m_tools;
+            const std::optional<Json> probe = co_await ffprobeJson(tools, *path);
+            if (self)
+                self->m_lengths.insert(*path, sourceAudioFromProbe(*path, probe).duration);
+        }
+    }(this, m_playGeneration, segment);
+}
+
+std::optional<QString> ReviewModel::fileToMeasureFor(double time) const {
+    double end = 0;
+    for (const QString& path : sortedPaths(m_mediaPaths)) {
+        if (end > time)
+            return std::nullopt; // the files after the moment's own don't move it
+        const auto known = m_lengths.constFind(path);
+        if (known == m_lengths.constEnd())
+            return path;
+        if (std::isfinite(*known) && *known > 0)
+            end += *known;
+    }
+    return std::nullopt;
+}
+
+void ReviewModel::playFromClock(const StorySegment& segment) {
+    const QList<ClockSpan> clock =
+        layOutClock(m_mediaPaths, [this](const QString& path) { return m_lengths.value(path, 0.0); });
+    const std::optional<ClockPlace> place = placeOnClock(clock, segment.startTime);
+    if (!place) {
+        const bool anyLength = std::any_of(clock.begin(), clock.end(),
+                                           [](const ClockSpan& span) { return span.end > span.start; });
+        showUnavailable(segment.id(), anyLength ? QStringLiteral("the moment's time lies before its files")
+                                                : QStringLiteral("the source files can't be read"));
+        return;
+    }
     std::unique_ptr<AudioPlayer> player = AppServices::instance().makeAudioPlayer();
     if (!player) {
         showUnavailable(segment.id(), QStringLiteral("no audio player"));
         return;
     }
-    if (const QString problem = player->open(sortedPaths(m_mediaPaths).first()); !problem.isEmpty()) {
+    if (const QString problem = player->open(place->path); !problem.isEmpty()) {
         showUnavailable(segment.id(), problem);
         return;
     }
@@ -180,7 +234,7 @@ void ReviewModel::togglePlay(int row) {
         },
         Qt::QueuedConnection);
     m_player = std::move(player);
-    m_player->seek(segment.startTime);
+    m_player->seek(place->offset);
     m_player->play();
     m_playbackTimer.start(int(std::max(0.0, segment.endTime - segment.startTime) * 1000.0));
 }

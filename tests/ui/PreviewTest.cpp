@@ -1,10 +1,17 @@
-// The Review page's preview through its real QML: the real player, in whatever sound this machine
-// has, plays or says why on the card, never crashing.
+// The Review page's preview through its real QML: every moment heard from its own source file, at
+// its place in that file, after a mine and again in the mine reopened from its saved project; a
+// preview that can't play says why on its card; and the real player, in whatever sound this
+// machine has, plays or says why, never crashing.
 #include "DoneAuditSupport.h"
+#include "FakeAudioPlayer.h"
+#include "media/MediaFixtures.h"
 
 #include "ui/ReviewModel.h"
 
+#include "core/WorkQueue.h"
+
 #include <QMediaPlayer>
+#include <QRegularExpression>
 
 #include <iostream>
 
@@ -12,6 +19,26 @@ using namespace ondrel;
 using namespace ondrel::test;
 
 namespace {
+
+// The language model's answer: the moments at these times on the transcript's clock.
+ScriptedResponse storyAnswer(const QList<std::pair<double, double>>& moments) {
+    Json segments = Json::array();
+    for (int i = 0; i < moments.size(); ++i)
+        segments.push_back({{"index", i + 1},
+                            {"startTime", moments[i].first},
+                            {"endTime", moments[i].second},
+                            {"sourceClip", "source"},
+                            {"transcript", "moment " + std::to_string(i + 1)},
+                            {"translation", ""},
+                            {"chapter", "Chapter " + std::to_string(i + 1)}});
+    const Json story = {{"segments", segments},
+                        {"structure", {{"acts", Json::array()}}},
+                        {"subtitles", Json::array()},
+                        {"estimatedDuration", 10}};
+    return {200,
+            QByteArray::fromStdString(Json{{"content", {{{"type", "text"}, {"text", story.dump()}}}}}.dump()),
+            "application/json"};
+}
 
 // Opens the card of moment `id` and presses its Preview (or Stop).
 void pressPreview(QuickRig& rig, qint64 id, ReviewModel& vm) {
@@ -30,6 +57,72 @@ ReviewModel* reviewOf(QuickRig& rig) {
 }
 
 } // namespace
+
+TEST(ReviewPreview, EachMomentPlaysFromItsOwnFileAfterAMineAndInItsReopenedProject) {
+    WizardRig rig;
+    // In code point order "Zoe" comes first and the camera last; a locale's order would differ.
+    const QString dir = rig.home.path() + "/media";
+    const QString zoe = dir + "/Zoe.wav", anna = dir + "/anna.wav", camera = dir + "/cam.mov";
+    ASSERT_TRUE(makeToneWav(zoe, 12.5, 300) && makeToneWav(anna, 20, 400) &&
+                makeCameraMov(camera, 15, 500, "01:00:00:00"));
+    writeTimelineState(rig.home, WizardRig::kTimeline, {camera, anna, zoe});
+    // Zoe.wav holds 0–12.5 s of the clock, anna.wav 12.5–32.5 s, cam.mov from 32.5 s on.
+    rig.services.answerAlways("/v1/messages", storyAnswer({{2, 6}, {15.5, 19}, {36.5, 40}}));
+    auto players = std::make_shared<PlayerCalls>();
+    AppServices::install(
+        {.makePipeline = [&rig] { return makePipeline(rig.env); }, .makeAudioPlayer = fakePlayers(players)});
+
+    MineView* wizard = rig.mineToReview();
+    ASSERT_EQ(wizard->currentStep(), MineStep::review);
+    ReviewModel* vm = reviewOf(rig);
+    ASSERT_TRUE(vm);
+
+    const struct {
+        qint64 moment;
+        QStringList calls;
+    } heard[] = {
+        {1, {"open " + zoe, "seek 2", "play"}},
+        {2, {"stop", "open " + anna, "seek 3", "play"}},
+        {3, {"stop", "open " + camera, "seek 4", "play"}},
+    };
+    for (const auto& expected : heard) {
+        players->calls.clear();
+        pressPreview(rig, expected.moment, *vm);
+        EXPECT_EQ(players->calls, expected.calls) << "moment " << expected.moment;
+        EXPECT_EQ(vm->playingSegment(), expected.moment);
+    }
+
+    // A player that can't play says why on the card, which doesn't enter the playing state.
+    pressPreview(rig, 3, *vm); // Stop
+    players->refusal = "no audio output device";
+    pressPreview(rig, 3, *vm);
+    EXPECT_FALSE(vm->playingSegment());
+    EXPECT_EQ(rig.text("previewNote"), "Preview unavailable: no audio output device");
+    players->refusal.clear();
+
+    // The mine reopened from its saved project in a new wizard, whose pipeline has probed nothing:
+    // the files are measured when a preview needs them.
+    rig.show("Mine/MineWizard.qml");
+    ASSERT_TRUE(waitForSettledPages(rig));
+    revealAndClick(rig, "recentMine0");
+    vm = reviewOf(rig);
+    ASSERT_TRUE(vm);
+    const MineView* reopened = rig.screen->property("wizard").value<MineView*>();
+    ASSERT_EQ(reopened->page(), "review");
+    ASSERT_FALSE(reopened->pipeline()->probeOutput(zoe));
+    EXPECT_FALSE(rig.find("previewNote")) << "a new review starts without one";
+    for (const auto& expected : {heard[2], heard[1]}) {
+        players->calls.clear();
+        pressPreview(rig, expected.moment, *vm);
+        ASSERT_TRUE(waitFor([&] { return players->calls.contains("play"); }))
+            << players->calls.join(", ").toStdString();
+        QStringList calls = expected.calls;
+        calls.removeAll("stop"); // the first press finds nothing playing
+        EXPECT_EQ(players->calls.filter(QRegularExpression("^(?!stop)")), calls)
+            << "moment " << expected.moment;
+    }
+    EXPECT_TRUE(waitFor([&] { return !WorkQueue::shared().isBusy(); }, 30000));
+}
 
 TEST(ReviewPreview, TheRealPlayerPlaysTheMomentOrTheCardSaysWhyNot) {
     WizardRig rig;

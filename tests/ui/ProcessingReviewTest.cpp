@@ -31,7 +31,8 @@ QList<qint64> ids(const QList<StorySegment>& segments) {
     return out;
 }
 
-// A review of four moments with a fake player, its model checked on every change.
+// A review of four moments over two files of known lengths with a fake player, its model checked
+// on every change.
 class Review : public ::testing::Test {
 protected:
     std::shared_ptr<PlayerCalls> players = std::make_shared<PlayerCalls>();
@@ -42,7 +43,7 @@ protected:
         AppServices::install({.makeAudioPlayer = fakePlayers(players)});
         model.load({segment(1, 10, 15, "Roots"), segment(2, 20, 32.5, "Roots"), segment(3, 40, 40, "Sea"),
                     segment(4, 50, 61)},
-                   {"/m/B.wav", "/m/A.wav"});
+                   {"/m/B.wav", "/m/A.wav"}, {{"/m/A.wav", 45}, {"/m/B.wav", 60}});
     }
     void TearDown() override { AppServices::install({}); }
 
@@ -165,16 +166,21 @@ TEST_F(Review, ACardMovesLiveWhereThePointerEntersAnother) {
     EXPECT_EQ(model.data(model.index(2), ReviewModel::DurationRole), "12s");
 }
 
-TEST_F(Review, OnePreviewAtATimeFromTheFirstSortedFile) {
+TEST_F(Review, OnePreviewAtATimeFromItsOwnFile) {
     model.togglePlay(0);
     EXPECT_TRUE(playing(0));
     EXPECT_EQ(players->calls, QStringList({"open /m/A.wav", "seek 10", "play"}));
 
-    // Another card's preview ends the first.
+    // Another card's preview ends the first; past A's 45 s the clock runs on in B.
+    players->calls.clear();
+    model.togglePlay(3);
+    EXPECT_EQ(players->calls, QStringList({"stop", "open /m/B.wav", "seek 5", "play"}));
+    EXPECT_FALSE(playing(0));
+    EXPECT_TRUE(playing(3));
     players->calls.clear();
     model.togglePlay(1);
     EXPECT_EQ(players->calls, QStringList({"stop", "open /m/A.wav", "seek 20", "play"}));
-    EXPECT_FALSE(playing(0));
+    EXPECT_FALSE(playing(3));
     EXPECT_TRUE(playing(1));
 
     // A second press stops it.
@@ -200,9 +206,9 @@ TEST_F(Review, APreviewEndsWithItsSegmentOrWhenItsFileFails) {
     model.togglePlay(3);
     ASSERT_TRUE(playing(3));
     EXPECT_EQ(note(0), "");
-    static_cast<FakePlayer*>(players->made.last().data())->breakDown("the sound of A.wav can't be decoded");
+    static_cast<FakePlayer*>(players->made.last().data())->breakDown("the sound of B.wav can't be decoded");
     EXPECT_TRUE(waitFor([&] { return !model.playingSegment(); }, 2000));
-    EXPECT_EQ(note(3), "Preview unavailable: the sound of A.wav can't be decoded");
+    EXPECT_EQ(note(3), "Preview unavailable: the sound of B.wav can't be decoded");
 }
 
 TEST_F(Review, WithoutMediaThePreviewStaysOnUntilStop) {
