@@ -13,6 +13,9 @@ PACKAGES=(
   qml6-module-qtqml qml6-module-qtqml-workerscript qml6-module-qtmultimedia
   qml6-module-qtquick-dialogs qml6-module-qttest qml6-module-qtqml-models
   qcoro-qt6-dev nlohmann-json3-dev
+  # The Review page's preview plays through Qt Multimedia's GStreamer backend: the elements its
+  # player links, the sink of PulseAudio's devices, and a decoder for camera files' AAC sound.
+  gstreamer1.0-plugins-base gstreamer1.0-plugins-good gstreamer1.0-pulseaudio gstreamer1.0-libav
   libgtest-dev libgmock-dev googletest
   ffmpeg python3 xvfb xauth libgl1-mesa-dri libglx-mesa0
   fonts-inter fonts-jetbrains-mono fonts-noto-color-emoji fonts-materialdesignicons-webfont

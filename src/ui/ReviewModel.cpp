@@ -2,8 +2,12 @@
 
 #include "ClockText.h"
 #include "Theme.h"
+#include "core/MediaClock.h"
 #include "core/Text.h"
+#include "media/AudioExtraction.h"
+#include "media/MediaProbe.h"
 
+#include <algorithm>
 #include <cmath>
 
 namespace ondrel {
@@ -68,17 +72,18 @@ QVariant ReviewModel::data(const QModelIndex& index, int role) const {
         return m_expanded == s.id();
     case PlayingRole:
         return m_playing == s.id();
+    case PreviewNoteRole:
+        return m_note && m_note->first == s.id() ? m_note->second : QString();
     default:
         return {};
     }
 }
 
 QHash<int, QByteArray> ReviewModel::roleNames() const {
-    return {{SegmentIdRole, "segmentId"},   {NumberRole, "number"},
-            {ChapterRole, "chapter"},       {ChapterColorRole, "chapterColor"},
-            {TimeRangeRole, "timeRange"},   {DurationRole, "duration"},
-            {TranscriptRole, "transcript"}, {TranslationRole, "translation"},
-            {ExpandedRole, "expanded"},     {PlayingRole, "playing"}};
+    return {{SegmentIdRole, "segmentId"},       {NumberRole, "number"},           {ChapterRole, "chapter"},
+            {ChapterColorRole, "chapterColor"}, {TimeRangeRole, "timeRange"},     {DurationRole, "duration"},
+            {TranscriptRole, "transcript"},     {TranslationRole, "translation"}, {ExpandedRole, "expanded"},
+            {PlayingRole, "playing"},           {PreviewNoteRole, "previewNote"}};
 }
 
 void ReviewModel::setWizard(MineView* wizard) {
@@ -89,16 +94,27 @@ void ReviewModel::setWizard(MineView* wizard) {
     emit wizardChanged();
     if (first && wizard) {
         const LocalPipeline* pipeline = wizard->pipeline();
-        load(pipeline->results() ? pipeline->results()->segments : QList<StorySegment>(),
-             pipeline->lastMediaPaths().value_or(QStringList()));
+        const QStringList paths = pipeline->lastMediaPaths().value_or(QStringList());
+        // Measured the way extraction measures them, so the clock is the transcript's. A mine
+        // reopened from its saved project has no probing in this process: measured when heard.
+        QHash<QString, double> lengths;
+        for (const QString& path : paths)
+            if (const Json* probe = pipeline->probeOutput(path))
+                lengths.insert(path, sourceAudioFromProbe(path, *probe).duration);
+        load(pipeline->results() ? pipeline->results()->segments : QList<StorySegment>(), paths,
+             std::move(lengths), pipeline->tools());
     }
 }
 
-void ReviewModel::load(QList<StorySegment> segments, QStringList mediaPaths) {
+void ReviewModel::load(QList<StorySegment> segments, QStringList mediaPaths, QHash<QString, double> lengths,
+                       ToolRunner tools) {
     stopPlayback();
     beginResetModel();
     m_segments = std::move(segments);
     m_mediaPaths = std::move(mediaPaths);
+    m_lengths = std::move(lengths);
+    m_tools = std::move(tools);
+    m_note.reset();
     m_colors = chapterColors(m_segments);
     endResetModel();
     emit countChanged();
@@ -132,6 +148,16 @@ void ReviewModel::toggleExpanded(qint64 id) {
     setExpanded(m_expanded == id ? std::nullopt : std::optional<qint64>(id));
 }
 
+void ReviewModel::setNote(std::optional<std::pair<qint64, QString>> note) {
+    if (note == m_note)
+        return;
+    const std::optional<std::pair<qint64, QString>> old = std::exchange(m_note, std::move(note));
+    if (old)
+        rowsChangedFor(old->first, PreviewNoteRole);
+    if (m_note)
+        rowsChangedFor(m_note->first, PreviewNoteRole);
+}
+
 void ReviewModel::togglePlay(int row) {
     if (row < 0 || row >= m_segments.size())
         return;
@@ -141,30 +167,81 @@ void ReviewModel::togglePlay(int row) {
         return;
     }
     stopPlayback();
+    setNote(std::nullopt); // a new press tries again
     setPlaying(segment.id());
-
-    // Always the first source file, the segment's start taken as a position in it: exact for a
-    // single source, a simplification for several.
-    const QStringList paths = sortedPaths(m_mediaPaths);
-    if (paths.isEmpty())
+    if (m_mediaPaths.isEmpty())
         return; // stays marked as playing until "Stop"
-    std::unique_ptr<AudioPlayer> player = AppServices::instance().makeAudioPlayer();
-    if (!player || !player->open(paths.first())) {
-        setPlaying(std::nullopt);
+
+    // Measures (without holding up the window) what the clock needs up to the moment's file, then
+    // plays; a stop or another press meanwhile ends the wait, and what was measured is kept.
+    [](QPointer<ReviewModel> self, int generation, StorySegment segment) -> QCoro::Task<> {
+        while (self && generation == self->m_playGeneration) {
+            const std::optional<QString> path = self->fileToMeasureFor(segment.startTime);
+            if (!path) {
+                self->playFromClock(segment);
+                co_return;
+            }
+            const ToolRunner tools = self->m_tools;
+            const std::optional<Json> probe = co_await ffprobeJson(tools, *path);
+            if (self)
+                self->m_lengths.insert(*path, sourceAudioFromProbe(*path, probe).duration);
+        }
+    }(this, m_playGeneration, segment);
+}
+
+std::optional<QString> ReviewModel::fileToMeasureFor(double time) const {
+    double end = 0;
+    for (const QString& path : sortedPaths(m_mediaPaths)) {
+        if (end > time)
+            return std::nullopt; // the files after the moment's own don't move it
+        const auto known = m_lengths.constFind(path);
+        if (known == m_lengths.constEnd())
+            return path;
+        if (std::isfinite(*known) && *known > 0)
+            end += *known;
+    }
+    return std::nullopt;
+}
+
+void ReviewModel::playFromClock(const StorySegment& segment) {
+    const QList<ClockSpan> clock =
+        layOutClock(m_mediaPaths, [this](const QString& path) { return m_lengths.value(path, 0.0); });
+    const std::optional<ClockPlace> place = placeOnClock(clock, segment.startTime);
+    if (!place) {
+        const bool anyLength = std::any_of(clock.begin(), clock.end(),
+                                           [](const ClockSpan& span) { return span.end > span.start; });
+        showUnavailable(segment.id(), anyLength ? QStringLiteral("the moment's time lies before its files")
+                                                : QStringLiteral("the source files can't be read"));
         return;
     }
-    const int generation = ++m_playGeneration;
+    std::unique_ptr<AudioPlayer> player = AppServices::instance().makeAudioPlayer();
+    if (!player) {
+        showUnavailable(segment.id(), QStringLiteral("no audio player"));
+        return;
+    }
+    if (const QString problem = player->open(place->path); !problem.isEmpty()) {
+        showUnavailable(segment.id(), problem);
+        return;
+    }
+    const int generation = m_playGeneration;
     connect(
         player.get(), &AudioPlayer::failed, this,
-        [this, generation] {
-            if (generation == m_playGeneration && m_player)
+        [this, generation, id = segment.id()](const QString& reason) {
+            if (generation == m_playGeneration && m_player) {
                 stopPlayback();
+                showUnavailable(id, reason);
+            }
         },
         Qt::QueuedConnection);
     m_player = std::move(player);
-    m_player->seek(segment.startTime);
+    m_player->seek(place->offset);
     m_player->play();
     m_playbackTimer.start(int(std::max(0.0, segment.endTime - segment.startTime) * 1000.0));
+}
+
+void ReviewModel::showUnavailable(qint64 id, const QString& reason) {
+    setPlaying(std::nullopt);
+    setNote(std::pair(id, QStringLiteral("Preview unavailable: ") + reason));
 }
 
 void ReviewModel::stopPlayback() {

@@ -5,6 +5,7 @@
 
 #include "AudioPlayer.h"
 #include "MineView.h"
+#include "core/ToolRunner.h"
 
 #include <QAbstractListModel>
 #include <QColor>
@@ -45,6 +46,7 @@ public:
         TranslationRole,
         ExpandedRole,
         PlayingRole,
+        PreviewNoteRole, // "Preview unavailable: {reason}" on the card whose preview could not play
     };
 
     explicit ReviewModel(QObject* parent = nullptr);
@@ -55,9 +57,13 @@ public:
     QHash<int, QByteArray> roleNames() const override;
 
     MineView* wizard() const { return m_wizard; }
-    // The first wizard given fills the working copy from its results and media paths.
+    // The first wizard given fills the working copy from its results and media paths, with the
+    // files' lengths its last probing measured.
     void setWizard(MineView* wizard);
-    void load(QList<StorySegment> segments, QStringList mediaPaths);
+    // `lengths`: the container length in seconds of the paths already measured; the preview
+    // measures the others with ffprobe (through `tools`) when it needs them.
+    void load(QList<StorySegment> segments, QStringList mediaPaths, QHash<QString, double> lengths = {},
+              ToolRunner tools = ToolRunner(ToolPaths::platformDefault(), QString()));
 
     int count() const { return int(m_segments.size()); }
     QString totalsText() const { return reviewTotalsText(m_segments); }
@@ -67,7 +73,8 @@ public:
     const std::optional<qint64>& playingSegment() const { return m_playing; }
 
     Q_INVOKABLE void toggleExpanded(qint64 id);
-    // A second press on the playing card stops it; any other ends the preview playing first.
+    // A second press on the playing card stops it; any other ends the preview playing first. The
+    // moment plays from its own source file, at its place in that file on the transcript's clock.
     Q_INVOKABLE void togglePlay(int row);
     Q_INVOKABLE void stopPlayback();
     Q_INVOKABLE void remove(int row);
@@ -91,10 +98,19 @@ private:
     void setPlaying(std::optional<qint64> id);
     void rowsChangedFor(std::optional<qint64> id, int role);
     void recolour();
+    // The first file in clock order whose length is not known yet and is needed to place `time`.
+    std::optional<QString> fileToMeasureFor(double time) const;
+    // Once the files up to the moment's own are measured.
+    void playFromClock(const StorySegment& segment);
+    void showUnavailable(qint64 id, const QString& reason);
+    void setNote(std::optional<std::pair<qint64, QString>> note);
 
     QPointer<MineView> m_wizard;
     QList<StorySegment> m_segments;
     QStringList m_mediaPaths;
+    QHash<QString, double> m_lengths;
+    ToolRunner m_tools{ToolPaths::platformDefault(), QString()};
+    std::optional<std::pair<qint64, QString>> m_note;
     QHash<QString, QColor> m_colors;
     std::optional<qint64> m_expanded;
     std::optional<qint64> m_playing;

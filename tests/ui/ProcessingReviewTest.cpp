@@ -1,6 +1,7 @@
 // The Processing and Review pages: their rules as plain tests (dots, facts, log colours, credits;
 // clock texts, chapter colours, live reorder, preview playback, removal, sending), then the pages
 // through their real QML against the wizard's fakes.
+#include "FakeAudioPlayer.h"
 #include "UiTestSupport.h"
 #include "ui/ClockText.h"
 
@@ -18,38 +19,6 @@ using namespace ondrel::test;
 
 namespace {
 
-// What the preview asked of its players, in order.
-struct PlayerCalls {
-    QStringList calls;
-    bool refuseOpen = false;
-    QList<QPointer<AudioPlayer>> made;
-};
-
-class FakePlayer : public AudioPlayer {
-public:
-    explicit FakePlayer(std::shared_ptr<PlayerCalls> log)
-        : m_log(std::move(log)) {}
-    bool open(const QString& path) override {
-        m_log->calls << "open " + path;
-        return !m_log->refuseOpen;
-    }
-    void seek(double seconds) override { m_log->calls << "seek " + QString::number(seconds); }
-    void play() override { m_log->calls << "play"; }
-    void stop() override { m_log->calls << "stop"; }
-    void breakDown() { emit failed(); }
-
-private:
-    std::shared_ptr<PlayerCalls> m_log;
-};
-
-std::function<std::unique_ptr<AudioPlayer>()> fakePlayers(const std::shared_ptr<PlayerCalls>& log) {
-    return [log] {
-        auto player = std::make_unique<FakePlayer>(log);
-        log->made << player.get();
-        return player;
-    };
-}
-
 StorySegment segment(qint64 id, double start, double end, std::optional<QString> chapter = std::nullopt) {
     return {id,        start,  end, QStringLiteral("A001.wav"), QStringLiteral("words %1").arg(id),
             QString(), chapter};
@@ -62,7 +31,8 @@ QList<qint64> ids(const QList<StorySegment>& segments) {
     return out;
 }
 
-// A review of four moments with a fake player, its model checked on every change.
+// A review of four moments over two files of known lengths with a fake player, its model checked
+// on every change.
 class Review : public ::testing::Test {
 protected:
     std::shared_ptr<PlayerCalls> players = std::make_shared<PlayerCalls>();
@@ -73,11 +43,14 @@ protected:
         AppServices::install({.makeAudioPlayer = fakePlayers(players)});
         model.load({segment(1, 10, 15, "Roots"), segment(2, 20, 32.5, "Roots"), segment(3, 40, 40, "Sea"),
                     segment(4, 50, 61)},
-                   {"/m/B.wav", "/m/A.wav"});
+                   {"/m/B.wav", "/m/A.wav"}, {{"/m/A.wav", 45}, {"/m/B.wav", 60}});
     }
     void TearDown() override { AppServices::install({}); }
 
     bool playing(int row) const { return model.data(model.index(row), ReviewModel::PlayingRole).toBool(); }
+    QString note(int row) const {
+        return model.data(model.index(row), ReviewModel::PreviewNoteRole).toString();
+    }
 };
 
 } // namespace
@@ -193,16 +166,21 @@ TEST_F(Review, ACardMovesLiveWhereThePointerEntersAnother) {
     EXPECT_EQ(model.data(model.index(2), ReviewModel::DurationRole), "12s");
 }
 
-TEST_F(Review, OnePreviewAtATimeFromTheFirstSortedFile) {
+TEST_F(Review, OnePreviewAtATimeFromItsOwnFile) {
     model.togglePlay(0);
     EXPECT_TRUE(playing(0));
     EXPECT_EQ(players->calls, QStringList({"open /m/A.wav", "seek 10", "play"}));
 
-    // Another card's preview ends the first.
+    // Another card's preview ends the first; past A's 45 s the clock runs on in B.
+    players->calls.clear();
+    model.togglePlay(3);
+    EXPECT_EQ(players->calls, QStringList({"stop", "open /m/B.wav", "seek 5", "play"}));
+    EXPECT_FALSE(playing(0));
+    EXPECT_TRUE(playing(3));
     players->calls.clear();
     model.togglePlay(1);
     EXPECT_EQ(players->calls, QStringList({"stop", "open /m/A.wav", "seek 20", "play"}));
-    EXPECT_FALSE(playing(0));
+    EXPECT_FALSE(playing(3));
     EXPECT_TRUE(playing(1));
 
     // A second press stops it.
@@ -217,17 +195,20 @@ TEST_F(Review, APreviewEndsWithItsSegmentOrWhenItsFileFails) {
     EXPECT_TRUE(waitFor([&] { return !model.playingSegment(); }, 2000));
     EXPECT_EQ(players->calls.last(), "stop");
 
-    // A file that can't be opened never plays.
-    players->refuseOpen = true;
+    // A player that can't open the file never plays, and the card says why.
+    players->refusal = "no audio output device";
     model.togglePlay(0);
     EXPECT_FALSE(model.playingSegment());
-    players->refuseOpen = false;
+    EXPECT_EQ(note(0), "Preview unavailable: no audio output device");
+    players->refusal.clear();
 
-    // One that breaks down later ends its preview.
+    // One that breaks down later ends its preview with its reason; the next press clears it.
     model.togglePlay(3);
     ASSERT_TRUE(playing(3));
-    static_cast<FakePlayer*>(players->made.last().data())->breakDown();
+    EXPECT_EQ(note(0), "");
+    static_cast<FakePlayer*>(players->made.last().data())->breakDown("the sound of B.wav can't be decoded");
     EXPECT_TRUE(waitFor([&] { return !model.playingSegment(); }, 2000));
+    EXPECT_EQ(note(3), "Preview unavailable: the sound of B.wav can't be decoded");
 }
 
 TEST_F(Review, WithoutMediaThePreviewStaysOnUntilStop) {

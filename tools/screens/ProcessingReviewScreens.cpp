@@ -18,7 +18,7 @@ namespace {
 // Plays nothing: the renderer has no sound.
 class SilentPlayer : public AudioPlayer {
 public:
-    bool open(const QString&) override { return true; }
+    QString open(const QString&) override { return {}; }
     void seek(double) override {}
     void play() override {}
     void stop() override {}
@@ -68,7 +68,10 @@ MineView* reviewWizard(QObject* root) {
         return nullptr;
     wizard->setSelectedTimelineText(SampleWizard::kTimeline);
     wizard->pipeline()->setResults(SampleWizard::results());
-    wizard->pipeline()->setLastMediaPaths(QStringList{QStringLiteral("/media/A001_interview.wav")});
+    const QString media = QStringLiteral("/media/A001_interview.wav");
+    wizard->pipeline()->setLastMediaPaths(QStringList{media});
+    // As its probing left it: the preview finds the sample moments in this file of 30 minutes.
+    wizard->pipeline()->rememberProbeOutput(media, Json{{"format", {{"duration", "1800.000000"}}}});
     wizard->advanceTo(int(MineStep::review));
     settle(500);
     return wizard;

@@ -113,6 +113,7 @@ Item {
                 required property string translation
                 required property bool expanded
                 required property bool playing
+                required property string previewNote
                 objectName: "segmentSlot" + index
                 width: ListView.view ? ListView.view.width - root.gutter : 0
                 height: card.implicitHeight
@@ -132,6 +133,7 @@ Item {
                     translation: slot.translation
                     isExpanded: slot.expanded
                     isPlaying: slot.playing
+                    previewNote: slot.previewNote
                     onTapped: vm.toggleExpanded(slot.segmentId)
                     onPlayToggled: vm.togglePlay(slot.index)
                     onRemoveRequested: vm.remove(slot.index)
@@ -239,6 +241,7 @@ Item {
             translation: root.draggedSlot ? root.draggedSlot.translation : ""
             isExpanded: root.draggedSlot ? root.draggedSlot.expanded : false
             isPlaying: root.draggedSlot ? root.draggedSlot.playing : false
+            previewNote: root.draggedSlot ? root.draggedSlot.previewNote : ""
 
             Drag.active: visible
             Drag.dragType: Drag.Internal

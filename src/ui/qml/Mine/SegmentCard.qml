@@ -5,8 +5,8 @@ import Ondrel.Ui
 
 // One story moment on the Review page: a drag handle, the chapter's disc and name, its time range
 // and length, an equalizer while it is heard, the transcript (two lines closed, all open) and, open,
-// the translation with "Preview"/"Stop" and "Remove". A tap anywhere else opens or closes it; a
-// press that moves picks it up.
+// the translation with "Preview"/"Stop", "Remove" and why a preview could not play. A tap anywhere
+// else opens or closes it; a press that moves picks it up.
 Item {
     id: root
     property int number: 1
@@ -18,6 +18,7 @@ Item {
     property string translation
     property bool isExpanded: false
     property bool isPlaying: false
+    property string previewNote         // "Preview unavailable: …", or "" while nothing went wrong
     property bool interactive: true     // false for the copy that follows the pointer
 
     signal tapped()
@@ -248,6 +249,15 @@ Item {
                         color: Qt.rgba(1, 1, 1, parent.hovered ? 0.05 : 0)
                     }
                 }
+            }
+            Text {
+                objectName: "previewNote"
+                visible: root.previewNote !== ""
+                Layout.fillWidth: true
+                text: root.previewNote
+                color: Theme.orange
+                wrapMode: Text.Wrap
+                font: Theme.font("caption", 12)
             }
         }
     }
