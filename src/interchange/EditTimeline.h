@@ -99,7 +99,8 @@ struct EditTimeline {
 };
 
 // The story's moments in their edited order, each laid on its file through the transcript's
-// clock (the sources end to end in code-point path order, each its container's length). The rate
+// clock (the sources end to end in code-point path order, each its container's length): `sources`
+// must hold every file the transcript was made from, also those no moment uses. The rate
 // is the first picture's (in clock order), 24 when no source has picture. A moment becomes a clip
 // on V1 when its file has picture and on A1 (and A2 for a second channel) when it has sound, its
 // ends on the nearest frames of the file's own timecode, cut at the file's end; record positions

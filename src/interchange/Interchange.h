@@ -2,6 +2,9 @@
 // The hand-off files: the edited story for Final Cut Pro, Premiere, Resolve (any edition, also
 // free) and anything that reads an EDL. Each writer is a pure function of the timeline.
 //
+//   QList<SourceMedia> sources;                          // every file of the run, used or not:
+//   for (const QString& path : mediaPaths)               // the clock lays out all of them
+//       sources << sourceMediaFromProbe(path, probeOutput ? *probeOutput : Json::object());
 //   const EditTimeline timeline = buildTimeline(name, editedSegments, sources);
 //   writeInterchangeFiles(timeline, folder, &error);   // the five files below
 //   filesOffTimelineRate(timeline);                     // for the screen's warning
