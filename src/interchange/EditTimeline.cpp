@@ -71,8 +71,9 @@ MediaFile mediaFileFor(const SourceMedia& source, FrameRate timelineRate) {
     else if (source.timeReference && source.sampleRate > 0)
         m.start = Rational::of(*source.timeReference, source.sampleRate);
 
-    // The length on the grid the file is made of: whole pictures, else whole samples.
-    const double length = std::max(source.length, 0.0);
+    // The length on the grid the file is made of: whole pictures, else whole samples. A broken
+    // file can claim centuries; a year keeps every count far inside 64 bits.
+    const double length = std::isfinite(source.length) ? std::clamp(source.length, 0.0, 365.0 * 86400) : 0.0;
     if (m.rate)
         m.length = secondsOf(std::llround(length * m.rate->perSecond().toDouble()), *m.rate);
     else if (source.sampleRate > 0)
