@@ -1,6 +1,7 @@
 #include "ClaudeRequest.h"
 
 #include "AnswerText.h"
+#include "core/Retry.h"
 
 namespace ondrel {
 
@@ -25,17 +26,23 @@ QCoro::Task<std::optional<CleanedAnswer>> requestClaude(LocalPipeline& pipeline,
 
     // Read once: whatever the answer says goes through redactSecret before it reaches the log.
     const QString key = pipeline.anthropicKey();
-    HttpRequest request;
-    request.method = "POST";
-    request.url = pipeline.endpoints().messagesUrl();
-    request.headers = {{"x-api-key", key.toUtf8()},
-                       {"anthropic-version", "2023-06-01"},
-                       {"content-type", "application/json"}};
-    request.body = *body;
-    request.timeout = CLAUDE_TIMEOUT;
-    request.stop = pipeline.stopSignal();
-
-    const HttpResponse response = co_await sendHttp(pipeline.network(), request);
+    const auto make = [&pipeline, key, body = *body]() -> std::optional<HttpRequest> {
+        HttpRequest request;
+        request.method = "POST";
+        request.url = pipeline.endpoints().messagesUrl();
+        request.headers = {{"x-api-key", key.toUtf8()},
+                           {"anthropic-version", "2023-06-01"},
+                           {"content-type", "application/json"}};
+        request.body = body;
+        request.timeout = CLAUDE_TIMEOUT;
+        return request;
+    };
+    RetryHooks hooks;
+    hooks.retrying = [&pipeline](std::chrono::seconds wait) {
+        pipeline.log(retryLine(wait), QStringLiteral("dim"));
+    };
+    const HttpResponse response = *co_await sendRetryingRefusals(
+        pipeline.network(), make, Service::languageModel, pipeline.stopSignal(), std::move(hooks));
     const QString accent = QStringLiteral("accent");
     if (!response.transportOk) {
         pipeline.log(QStringLiteral("  Claude request failed: ") + redactSecret(response.errorText, key),

@@ -1,6 +1,7 @@
 #pragma once
 // The one form of every Claude request, and the common reading of its answer with its log lines.
-// Each call is made once: no retry on any failure.
+// A request the service refused before any work (429, 529) goes out again after its wait; nothing
+// else is ever sent twice.
 
 #include "core/Http.h"
 #include "core/LocalPipeline.h"

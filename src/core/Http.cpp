@@ -157,6 +157,13 @@ QString transportErrorText(const QNetworkReply& reply) {
 
 } // namespace
 
+QByteArray HttpResponse::header(const QByteArray& name) const {
+    for (const auto& [key, value] : headers)
+        if (key.compare(name, Qt::CaseInsensitive) == 0)
+            return value;
+    return {};
+}
+
 const QString kAnswerTooLargeText = QStringLiteral("The server’s answer is larger than 64 MiB.");
 const QString kStoppedText = QStringLiteral("cancelled");
 
@@ -230,6 +237,7 @@ QCoro::Task<HttpResponse> sendHttp(QNetworkAccessManager& network, HttpRequest r
     } else if (isWholeAnswer(*reply, status)) {
         out.transportOk = true;
         out.status = status.toInt();
+        out.headers = reply->rawHeaderPairs();
     } else if (request.stop && request.stop->isStopped()) {
         out.body.clear();
         out.errorText = kStoppedText;

@@ -25,6 +25,10 @@ struct HttpResponse {
     QByteArray body;
     QString errorText; // the transport failure's text ("The request timed out." and the like)
     bool timedOut = false;
+    QList<QPair<QByteArray, QByteArray>> headers; // of a whole answer, as they came
+
+    // The first value of a header, by its name in any case; empty when absent.
+    QByteArray header(const QByteArray& name) const;
 };
 
 // No real answer of the services comes near this; a bigger one would only fill the memory.

@@ -40,9 +40,9 @@ struct PipelineEnvironment {
     Endpoints endpoints;
     QProcessEnvironment env;
     const Clock* clock = nullptr; // not owned; the system clock when null
-    // Requests of one step open at once: the one whose turn it is and those sent ahead of theirs.
-    // 1 sends each request only at its turn.
-    int maxOpenRequests = 4;
+    // Most requests of one step open at once (see RequestsAhead: it starts with four and grows
+    // with the answers up to this). 1 sends each request only at its turn.
+    int maxOpenRequests = 8;
 
     static PipelineEnvironment platformDefault();
 };

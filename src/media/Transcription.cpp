@@ -3,8 +3,9 @@
 #include "AudioExtraction.h"
 #include "MediaSupport.h"
 #include "PcmWav.h"
-#include "RequestsAhead.h"
 #include "core/DecodeError.h"
+#include "core/RequestsAhead.h"
+#include "core/Retry.h"
 #include "core/Text.h"
 
 #include <QFile>
@@ -197,19 +198,30 @@ QString whisperDecodeError(const QByteArray& body) {
 
 namespace {
 
-// One audio file to the speech-to-text service; absent when the file cannot be opened. The body
-// streams the file from disk as it goes out.
+// The request for one audio file, made anew for each attempt (a new boundary each time); absent
+// when the file cannot be opened. The body streams the file from disk as it goes out.
+RequestsAhead::MakeRequest audioRequest(LocalPipeline& pipeline, QString path, QString language,
+                                        QString granularity, std::chrono::seconds timeout) {
+    return [&pipeline, path, language = whisperLanguageCode(language), granularity,
+            timeout]() -> std::optional<HttpRequest> {
+        if (!QFile(path).open(QIODevice::ReadOnly))
+            return std::nullopt;
+        const QByteArray boundary = newBoundary();
+        return transcriptionRequest(pipeline, boundary,
+                                    whisperMultipartBody(boundary, language, granularity, path), timeout);
+    };
+}
+
+// One audio file at its turn; a refusal's retry lines go to the log as they come.
 QCoro::Task<std::optional<HttpResponse>> postAudio(LocalPipeline& pipeline, QString path, QString language,
-                                                   QString granularity, std::chrono::seconds timeout,
-                                                   std::shared_ptr<StopSignal> stop = {}) {
-    if (!QFile(path).open(QIODevice::ReadOnly))
-        co_return std::nullopt;
-    const QByteArray boundary = newBoundary();
-    HttpRequest request = transcriptionRequest(
-        pipeline, boundary, whisperMultipartBody(boundary, whisperLanguageCode(language), granularity, path),
-        timeout);
-    request.stop = stop ? std::move(stop) : pipeline.stopSignal();
-    co_return co_await sendHttp(pipeline.network(), std::move(request));
+                                                   QString granularity, std::chrono::seconds timeout) {
+    RetryHooks hooks;
+    hooks.retrying = [&pipeline](std::chrono::seconds wait) {
+        pipeline.log(retryLine(wait), QStringLiteral("dim"));
+    };
+    co_return co_await sendRetryingRefusals(pipeline.network(),
+                                            audioRequest(pipeline, path, language, granularity, timeout),
+                                            Service::speech, pipeline.stopSignal(), std::move(hooks));
 }
 
 // A chunk's answer read at its turn: its failure line goes to the log then.
@@ -263,7 +275,9 @@ QCoro::Task<std::optional<TranscriptResult>> transcribe(LocalPipeline& pipeline,
     QList<TranscriptSegment> all;
     double offset = 0;
     const qsizetype n = chunks.size();
-    RequestsAhead ahead(pipeline, n);
+    RequestsAhead ahead(pipeline, Service::speech);
+    for (qsizetype i = 0; i < n; ++i)
+        ahead.ready(i, audioRequest(pipeline, chunks[i], language, QStringLiteral("segment"), kChunkTimeout));
     for (qsizetype i = 0; i < n; ++i) {
         if (pipeline.isCancelled())
             co_return std::nullopt;
@@ -273,9 +287,6 @@ QCoro::Task<std::optional<TranscriptResult>> transcribe(LocalPipeline& pipeline,
         // Cancelled since the test above (by a watcher of the log or progress): nothing more goes out.
         if (pipeline.isCancelled())
             co_return std::nullopt;
-        for (qsizetype j = ahead.nextToSend(); j <= ahead.lastToSend(i); ++j)
-            ahead.send(j, postAudio(pipeline, chunks[j], language, QStringLiteral("segment"), kChunkTimeout,
-                                    ahead.aborter()));
         const QString chunk = chunks[i];
         const std::optional<HttpResponse> sent = co_await ahead.take(i);
         const std::optional<WhisperResponse> answer = readChunkAnswer(pipeline, sent);
@@ -412,40 +423,48 @@ QCoro::Task<QList<WordSegment>> wordLevelTranscribe(LocalPipeline& pipeline, Min
     // it, and writes the same bytes; checked for the extraction's own WAV and a start not below 0.
     const bool pcm = isExtractedPcmWav(audio);
     const qsizetype n = analysis.segments.size();
-    RequestsAhead ahead(pipeline, n);
-    QSet<qsizetype> cutTogether;
+    RequestsAhead ahead(pipeline, Service::speech);
+    QSet<qsizetype> tried;
+    const auto readyToSend = [&](qsizetype j) {
+        ahead.ready(
+            j, audioRequest(pipeline, momentCutPath(dir, j), language, QStringLiteral("word"), kWordTimeout));
+    };
     for (qsizetype i = 0; i < n; ++i) {
         if (pipeline.isCancelled())
             co_return result;
         pipeline.log(QStringLiteral("  Word transcribing segment %1/%2...").arg(i + 1).arg(n),
                      QStringLiteral("dim"));
-        if (i == 0)
-            cutTogether = co_await cutMomentsTogether(pipeline, audio, dir, analysis.segments);
-        // The cuts stay one process at a time; those ahead of their turn are made while the
-        // requests already out are answered. Nothing goes out once the run is cancelled.
-        for (qsizetype j = ahead.nextToSend(); j <= ahead.lastToSend(i); ++j) {
+        if (i == 0) {
+            const QSet<qsizetype> cutTogether =
+                co_await cutMomentsTogether(pipeline, audio, dir, analysis.segments);
             if (pipeline.isCancelled())
                 co_return result;
+            for (qsizetype j = 0; j < n; ++j)
+                if (cutTogether.contains(j)) {
+                    tried.insert(j);
+                    readyToSend(j);
+                }
+        }
+        // A moment the joint run could not cut is cut alone, one process at a time, by the time the
+        // requests out could take it. Nothing goes out once the run is cancelled.
+        const qsizetype lastToCut = std::min(n - 1, i + ahead.openLimit() - 1);
+        for (qsizetype j = i; j <= lastToCut; ++j) {
+            if (tried.contains(j))
+                continue;
+            tried.insert(j);
             const StorySegment segment = analysis.segments[j];
             const QString cut = momentCutPath(dir, j);
-            const bool seekBefore = pcm && segment.startTime >= 0;
-            bool ok = cutTogether.contains(j);
-            if (!ok) {
-                ok = co_await pipeline.tools().runProcess(
-                    pipeline.toolPaths().ffmpeg,
-                    wordCutArguments(audio, segment.startTime, segment.endTime, cut, seekBefore));
-                if (!ok)
-                    QFile::remove(cut);
-            }
+            const bool ok = co_await pipeline.tools().runProcess(
+                pipeline.toolPaths().ffmpeg, wordCutArguments(audio, segment.startTime, segment.endTime, cut,
+                                                              pcm && segment.startTime >= 0));
+            if (!ok)
+                QFile::remove(cut);
             if (pipeline.isCancelled())
                 co_return result;
             if (ok)
-                ahead.send(j, postAudio(pipeline, cut, language, QStringLiteral("word"), kWordTimeout,
-                                        ahead.aborter()));
-            else
-                ahead.skip(j);
+                readyToSend(j);
         }
-        if (!ahead.wasSent(i))
+        if (!ahead.isReady(i))
             continue;
         const std::optional<HttpResponse> response = co_await ahead.take(i);
         const auto words = readWordsAnswer(response);

@@ -174,8 +174,10 @@ TEST(AnalyzeStory, AnswersAndTheirLogLines) {
     recovered.estimatedDuration = 10;
 
     const QString preview = "  Response preview: ";
-    const QByteArray rateLimited =
-        R"({"type":"error","error":{"type":"rate_limit_error","message":")" + QByteArray(400, 'x') + R"("}})";
+    // Past the spending limit no wait helps: not retried.
+    const QByteArray rateLimited = R"({"type":"error","error":{"type":"rate_limit_error","details":)"
+                                   R"({"error_code":"enforced_spend_limit_reached"},"message":")" +
+                                   QByteArray(400, 'x') + R"("}})";
     const QString notJson = "  JSON decode error: The data isn't valid JSON (at byte 1).";
     struct Case {
         ScriptedResponse response;
@@ -218,5 +220,39 @@ TEST(AnalyzeStory, AnswersAndTheirLogLines) {
         EXPECT_EQ(analyze(rig, {{{0, 1, "x", "es"}}, "es"}), c.result);
         EXPECT_EQ(rig.lines().mid(1), c.log);
         EXPECT_EQ(rig.server.requestsTo("/v1/messages").size(), 1) << "never retried";
+    }
+}
+
+// A refusal before any work (overloaded, too many requests) goes out again after the wait the
+// service asks for, at most three times, each wait with its line.
+TEST(AnalyzeStory, ARefusedRequestIsRetriedAfterItsWait) {
+    ScriptedResponse overloaded{529, R"({"type":"error","error":{"type":"overloaded_error"}})"};
+    overloaded.headers = {{"retry-after", "1"}};
+    ScriptedResponse limited{429, R"({"type":"error","error":{"type":"rate_limit_error"}})"};
+    limited.headers = {{"retry-after", "0"}};
+    const Line retrying{"  Rate limited — retrying in 1s...", "dim"};
+    const struct {
+        const char* name;
+        QList<ScriptedResponse> script;
+        bool story;
+        QList<Line> log; // after the "Sending" line
+    } cases[] = {
+        {"overloaded once", {overloaded, {200, claudeBody(validAnswer)}}, true, {retrying}},
+        {"refused every time",
+         {limited, limited, limited, limited, {200, claudeBody(validAnswer)}},
+         false,
+         {retrying,
+          retrying,
+          retrying,
+          {R"(  Claude HTTP error: {"type":"error","error":{"type":"rate_limit_error"}})", "accent"}}},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        AnalysisRig rig;
+        for (const ScriptedResponse& r : c.script)
+            rig.server.enqueue("/v1/messages", r);
+        EXPECT_EQ(analyze(rig, {{{0, 1, "x", "es"}}, "es"}).has_value(), c.story);
+        EXPECT_EQ(rig.lines().mid(1), c.log);
+        EXPECT_EQ(rig.server.requestsTo("/v1/messages").size(), c.log.size() - !c.story + 1);
     }
 }

@@ -251,7 +251,8 @@ TEST_F(Whisper, ChunksSentAheadShowExactlyWhatOneAtATimeShows) {
         {"every chunk answers", {}, Stop::never, kChunks},
         {"chunk 2 refused", ScriptedResponse{500, "busy"}, Stop::never, kChunks + 2},
         {"chunk 2 dropped", drop, Stop::never, kChunks + 2},
-        {"chunk 2 too many requests", ScriptedResponse{429, R"({"error":"slow down"})"}, Stop::never,
+        {"chunk 2 out of quota",
+         ScriptedResponse{429, R"({"error":{"code":"insufficient_quota","message":"quota"}})"}, Stop::never,
          kChunks + 2},
         {"chunk 2 too large",
          ScriptedResponse{200, "{}", "application/json", 0, false, false, kMaxAnswerBytes + 1}, Stop::never,
@@ -267,17 +268,16 @@ TEST_F(Whisper, ChunksSentAheadShowExactlyWhatOneAtATimeShows) {
             FakeHttpServer one;
             QHash<QByteArray, ScriptedResponse> answers;
             for (int i = 0; i < kChunks; ++i) {
-                // Later chunks answer sooner, so answers come back out of order.
+                // Later chunks answer sooner, so answers come back out of order; the first two come
+                // back long before the rest, so a cancel at chunk 3 comes while chunk 7 waits to go.
                 answers.insert(QStringLiteral("chunk_%1.wav").arg(i).toUtf8(),
                                {200,
                                 QStringLiteral(R"({"text":"","language":"l%1","segments":[
                                     {"start":0.5,"end":0.75,"text":"c%1"}]})")
                                     .arg(i)
                                     .toUtf8(),
-                                "application/json", 30 * (kChunks - i)});
+                                "application/json", i < 2 ? 60 - 30 * i : 300 + 30 * (kChunks - i)});
             }
-            // The turn a cancel comes at waits long enough for anything wrongly sent to arrive.
-            answers["chunk_2.wav"].delayMs = 400;
             if (c.second)
                 answers["chunk_1.wav"] = *c.second;
             one.answerByFileName(kPath, answers);
@@ -296,12 +296,13 @@ TEST_F(Whisper, ChunksSentAheadShowExactlyWhatOneAtATimeShows) {
             s.transcript = QCoro::waitFor(transcribe(*p, chunks, "auto"));
             s.log = logLines(*p);
             EXPECT_LE(one.mostOpenAtOnce(), maxOpen);
-            const int lastSent = c.stop != Stop::never ? (maxOpen == 1 ? 1 : 4) : kChunks - 1;
+            // Four went out at once, then one for each of the first two answers, before the cancel.
+            const int lastSent = c.stop != Stop::never ? (maxOpen == 1 ? 1 : 5) : kChunks - 1;
             QSet<QByteArray> sent = fileNamesSent(one);
             EXPECT_EQ(one.requests().size(), sent.size()) << "sent twice";
-            // Chunk 5 went ahead at turn 2, before the cancel; aborted, it may not have arrived whole.
+            // Chunk 6 went ahead just before the cancel; aborted, it may not have arrived whole.
             if (c.stop != Stop::never && maxOpen > 1)
-                sent.insert("chunk_4.wav");
+                sent.insert("chunk_5.wav");
             EXPECT_EQ(sent, namesOf("chunk_%1.wav", 0, lastSent));
             if (c.stop == Stop::never && !c.second) {
                 EXPECT_EQ(one.mostOpenAtOnce(), maxOpen);
@@ -312,27 +313,64 @@ TEST_F(Whisper, ChunksSentAheadShowExactlyWhatOneAtATimeShows) {
     }
 }
 
-// After a refusal for too many requests nothing more goes ahead until the turns catch up.
-TEST_F(Whisper, TooManyRequestsHoldsTheRequestsAhead) {
+// Answers by file name, refusing a file for too many requests (retry after 1 s) as many times as
+// `refusals` says before its answer.
+void answerWithRefusals(FakeHttpServer& server, QHash<QByteArray, ScriptedResponse> answers,
+                        QHash<QByteArray, int> refusals) {
+    server.answerWith(kPath, [answers, refusals](const RecordedRequest& r) mutable -> ScriptedResponse {
+        if (refusals.value(r.fileName()) > 0) {
+            --refusals[r.fileName()];
+            ScriptedResponse limited{429, R"({"error":{"code":"rate_limit_exceeded"}})"};
+            limited.headers = {{"retry-after", "1"}};
+            return limited;
+        }
+        return answers.value(r.fileName(), ScriptedResponse{404, "{}"});
+    });
+}
+
+// A chunk refused for too many requests goes out again after its wait, also when it went ahead of
+// its turn; its "Rate limited" lines stand at its turn, in order, exactly as one at a time logs
+// them, and a chunk whose quota is used up is not retried.
+TEST_F(Whisper, RefusedChunksAreRetriedAndLoggedAtTheirTurn) {
+    constexpr int kChunks = 5;
     QStringList chunks;
-    for (int i = 0; i < 8; ++i) {
+    QHash<QByteArray, ScriptedResponse> answers;
+    for (int i = 0; i < kChunks; ++i) {
         chunks << media + QStringLiteral("/chunk_%1.wav").arg(i);
         ASSERT_TRUE(makeToneWav(chunks.last(), 1.0, 440));
+        answers.insert(QStringLiteral("chunk_%1.wav").arg(i).toUtf8(),
+                       {200, QStringLiteral(R"({"text":"","segments":[{"start":0,"end":0.5,"text":"c%1"}]})")
+                                 .arg(i)
+                                 .toUtf8()});
     }
-    FakeHttpServer one;
-    int answeredBeforeFifth = -1;
-    one.answerWith(kPath, [&](const RecordedRequest& r) -> ScriptedResponse {
-        const int index = r.fileName().mid(6, 1).toInt();
-        if (index == 0)
-            return {429, R"({"error":"rate limit"})"};
-        if (index == 4)
-            answeredBeforeFifth = one.answered();
-        return {200, R"({"text":"","segments":[]})", "application/json", index <= 3 ? 150 : 0};
-    });
-    auto p = pipelineSendingAtOnce(home, one, 4);
-    QCoro::waitFor(transcribe(*p, chunks, "auto"));
-    EXPECT_EQ(answeredBeforeFifth, 4) << "chunk 5 went out before chunks 2 to 4 were answered";
-    EXPECT_EQ(one.requests().size(), 8);
+    const QByteArray quota = R"({"error":{"code":"insufficient_quota","message":"no quota"}})";
+    answers["chunk_4.wav"] = {429, quota};
+    const LogLine limited{"  Rate limited — retrying in 1s...", "dim"};
+    const auto turn = [](int i) {
+        return LogLine{QStringLiteral("  Transcribing chunk %1/5...").arg(i), "dim"};
+    };
+    const QList<LogLine> expected{turn(1),
+                                  turn(2),
+                                  limited,
+                                  limited,
+                                  turn(3),
+                                  turn(4),
+                                  limited,
+                                  limited,
+                                  turn(5),
+                                  {"  Whisper error: " + QString(quota), "accent"},
+                                  {"  ⚠ Chunk 5 failed, skipping", "accent"}};
+    for (const int maxOpen : {1, 4}) {
+        SCOPED_TRACE(maxOpen);
+        FakeHttpServer one;
+        answerWithRefusals(one, answers, {{"chunk_1.wav", 2}, {"chunk_3.wav", 2}});
+        auto p = pipelineSendingAtOnce(home, one, maxOpen);
+        const auto transcript = QCoro::waitFor(transcribe(*p, chunks, "auto"));
+        ASSERT_TRUE(transcript);
+        EXPECT_EQ(transcript->segments.size(), 4);
+        EXPECT_EQ(logLines(*p), expected);
+        EXPECT_EQ(one.requests().size(), kChunks + 4);
+    }
 }
 
 // The word timing of the chosen moments goes ahead the same way: the same log and words as one at
@@ -353,9 +391,10 @@ TEST_F(Whisper, WordTimingSentAheadShowsExactlyWhatOneAtATimeShows) {
                 answers.insert(
                     QStringLiteral("word_seg_%1.wav").arg(i).toUtf8(),
                     {200, QStringLiteral(R"({"words":[{"word":"w%1","start":0,"end":0.5}]})").arg(i).toUtf8(),
-                     "application/json", 20 * (7 - i)});
+                     "application/json", i == 0 ? 0 : 300 + 20 * (7 - i)});
+            // The first answers at once, the rest long after a cancel at moment 2.
             answers["word_seg_1.wav"] = {500, "busy", "application/json", 1200};
-            one.answerByFileName(kPath, answers);
+            answerWithRefusals(one, answers, {{"word_seg_4.wav", cancel ? 0 : 1}});
             auto p = pipelineSendingAtOnce(home, one, maxOpen);
             QObject::connect(p->logModel(), &QAbstractItemModel::rowsInserted, [&] {
                 if (cancel && p->logs().last().text == "  Word transcribing segment 2/7...")
@@ -365,13 +404,19 @@ TEST_F(Whisper, WordTimingSentAheadShowsExactlyWhatOneAtATimeShows) {
             s.words = QCoro::waitFor(wordLevelTranscribe(*p, analysis, {}, "auto"));
             s.log = logLines(*p);
             EXPECT_LE(one.mostOpenAtOnce(), maxOpen);
-            QSet<QByteArray> expected = namesOf("word_seg_%1.wav", 0, cancel ? (maxOpen == 1 ? 0 : 3) : 6);
+            // Four went out at once, and one more for the first answer, before the cancel.
+            QSet<QByteArray> expected = namesOf("word_seg_%1.wav", 0, cancel ? (maxOpen == 1 ? 0 : 5) : 6);
             expected.remove("word_seg_2.wav");
-            EXPECT_EQ(fileNamesSent(one), expected);
-            EXPECT_EQ(one.requests().size(), expected.size()) << "sent twice";
+            QSet<QByteArray> sent = fileNamesSent(one);
+            EXPECT_EQ(one.requests().size(), sent.size() + (cancel ? 0 : 1)) << "sent twice";
+            // Moment 6 went ahead just before the cancel; aborted, it may not have arrived whole.
+            if (cancel && maxOpen > 1)
+                sent.insert("word_seg_5.wav");
+            EXPECT_EQ(sent, expected);
         }
         EXPECT_EQ(seen[1], seen[0]);
         EXPECT_EQ(seen[0].words.size(), cancel ? 1 : 5);
+        EXPECT_EQ(seen[0].log.count(LogLine{"  Rate limited — retrying in 1s...", "dim"}), cancel ? 0 : 1);
     }
 }
 

@@ -122,6 +122,14 @@ void FakeHttpServer::tryServe(QTcpSocket* socket) {
         }
         QByteArray out = "HTTP/1.1 " + QByteArray::number(response.status) + " Status\r\n";
         out += "Content-Type: " + response.contentType + "\r\n";
+        for (const auto& [name, value] : response.headers)
+            out += name + ": " + value + "\r\n";
+        if (!response.pieces.isEmpty()) {
+            out += "Transfer-Encoding: chunked\r\nConnection: close\r\n\r\n";
+            guard->write(out);
+            streamPieces(guard, response.pieces, 0, response.cutBody);
+            return;
+        }
         if (response.announcedLength != -2)
             out += "Content-Length: " +
                    QByteArray::number(response.announcedLength >= 0 ? response.announcedLength
@@ -141,6 +149,34 @@ void FakeHttpServer::tryServe(QTcpSocket* socket) {
         QTimer::singleShot(response.delayMs, this, answer);
     else
         answer();
+}
+
+void FakeHttpServer::streamPieces(QPointer<QTcpSocket> socket, QList<ScriptedResponse::Piece> pieces,
+                                  qsizetype next, bool cut) {
+    if (!socket)
+        return;
+    if (next == pieces.size()) {
+        if (cut) {
+            socket->flush();
+            socket->abort();
+        } else {
+            socket->write("0\r\n\r\n");
+            socket->disconnectFromHost();
+        }
+        return;
+    }
+    const auto send = [this, socket, pieces, next, cut] {
+        if (!socket)
+            return;
+        const QByteArray& bytes = pieces[next].bytes;
+        socket->write(QByteArray::number(bytes.size(), 16) + "\r\n" + bytes + "\r\n");
+        socket->flush();
+        streamPieces(socket, pieces, next + 1, cut);
+    };
+    if (pieces[next].delayMs > 0)
+        QTimer::singleShot(pieces[next].delayMs, this, send);
+    else
+        send();
 }
 
 } // namespace ondrel::test

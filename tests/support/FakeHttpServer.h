@@ -7,8 +7,10 @@
 #include <QList>
 #include <QMap>
 #include <QObject>
+#include <QPointer>
 #include <QString>
 #include <QTcpServer>
+#include <QTcpSocket>
 
 #include <functional>
 
@@ -33,6 +35,15 @@ struct ScriptedResponse {
     bool dropConnection = false; // close after reading the request, without answering
     bool cutBody = false;        // announce the whole body, send half of it, close
     qint64 announcedLength = -1; // a Content-Length other than the body's; -2: none, the close ends it
+    QList<QPair<QByteArray, QByteArray>> headers{}; // more header lines
+    // When not empty, the body instead of `body`, sent chunked as a stream: each piece `delayMs`
+    // after the one before it (the first after the headers). With `cutBody` the connection closes
+    // after the last piece without the closing chunk.
+    struct Piece {
+        int delayMs = 0;
+        QByteArray bytes;
+    };
+    QList<Piece> pieces{};
 };
 
 class FakeHttpServer : public QObject {
@@ -50,7 +61,9 @@ public:
         enqueue(path, {status, body});
     }
     // From now on the path answers this, whatever was queued.
-    void answerAlways(const QByteArray& path, ScriptedResponse response) { m_routes[path] = {std::move(response)}; }
+    void answerAlways(const QByteArray& path, ScriptedResponse response) {
+        m_routes[path] = {std::move(response)};
+    }
     // From now on the path answers what `answer` makes of each request, whatever was queued.
     using Responder = std::function<ScriptedResponse(const RecordedRequest&)>;
     void answerWith(const QByteArray& path, Responder answer) { m_responders[path] = std::move(answer); }
@@ -71,7 +84,9 @@ public:
 
 private:
     void onConnection();
-    void tryServe(class QTcpSocket* socket);
+    void tryServe(QTcpSocket* socket);
+    void streamPieces(QPointer<QTcpSocket> socket, QList<ScriptedResponse::Piece> pieces, qsizetype next,
+                      bool cut);
 
     QTcpServer m_server;
     void close(QTcpSocket* socket);

@@ -1,0 +1,137 @@
+#include "RequestsAhead.h"
+
+#include <QList>
+
+#include <algorithm>
+#include <set>
+
+namespace ondrel {
+
+struct RequestsAhead::State {
+    LocalPipeline* pipeline = nullptr; // the step holds it for as long as this lives
+    Service service = Service::speech;
+    int ceiling = 1;
+    int limit = 1;
+    int answersSinceGrowth = 0;
+    int open = 0;
+    qsizetype turn = -1;
+    bool closed = false;
+    std::shared_ptr<StopSignal> aborter = std::make_shared<StopSignal>();
+    std::map<qsizetype, MakeRequest> waiting;
+    std::map<qsizetype, QCoro::Task<Outcome>> sent;
+    std::map<qsizetype, QList<std::chrono::seconds>> retriesBeforeTurn;
+    std::set<qsizetype> readied;
+};
+
+RequestsAhead::RequestsAhead(LocalPipeline& pipeline, Service service, int most)
+    : m_state(std::make_shared<State>()) {
+    m_state->pipeline = &pipeline;
+    m_state->service = service;
+    m_state->ceiling = std::clamp(std::min(most, pipeline.environment().maxOpenRequests), 1, kMostOpen);
+    m_state->limit = std::min(kFirstOpenLimit, m_state->ceiling);
+    if (const std::shared_ptr<StopSignal> cancel = pipeline.stopSignal()) {
+        if (cancel->isStopped())
+            m_state->aborter->stop();
+        else
+            QObject::connect(cancel.get(), &StopSignal::stopRequested, m_state->aborter.get(),
+                             &StopSignal::stop);
+    }
+}
+
+RequestsAhead::~RequestsAhead() {
+    m_state->closed = true;
+    // An aborted request or wait finishes at once, so every task left here is done before it goes.
+    m_state->aborter->stop();
+    m_state->waiting.clear();
+    m_state->sent.clear();
+}
+
+void RequestsAhead::ready(qsizetype index, MakeRequest make) {
+    m_state->readied.insert(index);
+    m_state->waiting.emplace(index, std::move(make));
+    pump(m_state);
+}
+
+bool RequestsAhead::isReady(qsizetype index) const {
+    return m_state->readied.contains(index);
+}
+
+int RequestsAhead::openLimit() const {
+    return m_state->limit;
+}
+
+std::shared_ptr<StopSignal> RequestsAhead::aborter() const {
+    return m_state->aborter;
+}
+
+void RequestsAhead::pump(const std::shared_ptr<State>& state) {
+    if (state->closed || state->pipeline->isCancelled())
+        return;
+    while (state->open < state->limit && !state->waiting.empty()) {
+        const auto first = state->waiting.begin();
+        if (state->ceiling == 1 && first->first > state->turn)
+            return;
+        const qsizetype index = first->first;
+        MakeRequest make = std::move(first->second);
+        state->waiting.erase(first);
+        ++state->open;
+        QCoro::Task<Outcome> task = send(state, index, std::move(make));
+        state->sent.emplace(index, std::move(task));
+    }
+}
+
+QCoro::Task<RequestsAhead::Outcome> RequestsAhead::send(std::shared_ptr<State> state, qsizetype index,
+                                                        MakeRequest make) {
+    RetryHooks hooks;
+    State* const s = state.get(); // the frame holds `state`
+    hooks.refused = [s](const HttpResponse& response) {
+        s->answersSinceGrowth = 0;
+        if (response.status == 429)
+            s->limit = std::max(1, s->limit / 2);
+    };
+    hooks.retrying = [s, index](std::chrono::seconds wait) {
+        if (s->turn >= index)
+            s->pipeline->log(retryLine(wait), QStringLiteral("dim"));
+        else
+            s->retriesBeforeTurn[index].push_back(wait);
+    };
+    Outcome outcome = co_await sendRetryingRefusals(state->pipeline->network(), std::move(make),
+                                                    state->service, state->aborter, std::move(hooks));
+    --state->open;
+    if (outcome && outcome->transportOk && outcome->status >= 200 && outcome->status <= 299 &&
+        ++state->answersSinceGrowth >= kAnswersToGrow) {
+        state->answersSinceGrowth = 0;
+        state->limit = std::min(state->ceiling, state->limit + 1);
+    }
+    pump(state);
+    co_return outcome;
+}
+
+namespace {
+
+QCoro::Task<RequestsAhead::Outcome> stoppedOutcome() {
+    HttpResponse stopped;
+    stopped.errorText = kStoppedText;
+    co_return stopped;
+}
+
+} // namespace
+
+QCoro::Task<RequestsAhead::Outcome> RequestsAhead::take(qsizetype index) {
+    State& s = *m_state;
+    s.turn = std::max(s.turn, index);
+    if (const auto lines = s.retriesBeforeTurn.find(index); lines != s.retriesBeforeTurn.end()) {
+        for (const std::chrono::seconds wait : lines->second)
+            s.pipeline->log(retryLine(wait), QStringLiteral("dim"));
+        s.retriesBeforeTurn.erase(lines);
+    }
+    pump(m_state);
+    const auto it = s.sent.find(index);
+    if (it == s.sent.end())
+        return stoppedOutcome(); // a cancel came before it could go out
+    QCoro::Task<Outcome> pending = std::move(it->second);
+    s.sent.erase(it);
+    return pending;
+}
+
+} // namespace ondrel

@@ -1,0 +1,64 @@
+#pragma once
+// Requests of one step sent ahead of their turn. The step walks its items in order exactly as if
+// each request went out at its turn: its log lines, progress, failure lines and cancel tests stay
+// where they are, and each turn takes its own item's outcome, whenever it was sent: nothing goes
+// out twice. Requests go out as soon as their item is ready, lowest item first, while fewer than
+// the open limit are out: it starts at 4 (or the ceiling, if lower), grows by one for every ten
+// answers up to the ceiling, and halves after a refusal for too many requests. A ceiling of 1
+// sends each request only at its turn.
+//
+// A refused request is retried (see Retry.h); its "Rate limited" lines are logged at its item's
+// turn, in order, as one request at a time would log them. A cancel sends nothing more; when the
+// step returns, the requests still open are aborted and their outcomes dropped without a line.
+
+#include "Http.h"
+#include "LocalPipeline.h"
+#include "Retry.h"
+
+#include <QCoroTask>
+
+#include <chrono>
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+
+namespace ondrel {
+
+class RequestsAhead {
+public:
+    // Absent: nothing went out (the file to send could not be opened).
+    using Outcome = std::optional<HttpResponse>;
+    // An item's request, made anew for each attempt; absent when it cannot be made.
+    using MakeRequest = std::function<std::optional<HttpRequest>()>;
+
+    static constexpr int kFirstOpenLimit = 4;
+    static constexpr int kMostOpen = 8;
+    static constexpr int kAnswersToGrow = 10;
+
+    // The ceiling is the pipeline's maxOpenRequests, or `most` when lower, within 1–kMostOpen.
+    RequestsAhead(LocalPipeline& pipeline, Service service, int most = kMostOpen);
+    ~RequestsAhead();
+    RequestsAhead(const RequestsAhead&) = delete;
+    RequestsAhead& operator=(const RequestsAhead&) = delete;
+
+    // Item `index` may go out.
+    void ready(qsizetype index, MakeRequest make);
+    bool isReady(qsizetype index) const;
+    // Item `index`'s outcome, at its turn; only once, and only for a ready item. Its retry lines so
+    // far are logged now, later ones as they come.
+    QCoro::Task<Outcome> take(qsizetype index);
+
+    int openLimit() const;
+    // Every request and retry wait stops with this; a cancel of the pipeline stops it too.
+    std::shared_ptr<StopSignal> aborter() const;
+
+private:
+    struct State;
+    static QCoro::Task<Outcome> send(std::shared_ptr<State> state, qsizetype index, MakeRequest make);
+    static void pump(const std::shared_ptr<State>& state);
+
+    std::shared_ptr<State> m_state;
+};
+
+} // namespace ondrel
