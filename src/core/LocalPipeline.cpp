@@ -47,7 +47,7 @@ StepOperations StepOperations::absent() {
     s.saveExports = [](LocalPipeline&, const QString&, const MiningResults&, const TranscriptResult&,
                        const QList<WordSegment>&) { return QString(); };
     s.saveProject = [](LocalPipeline&, const QString&, const TranscriptResult&, const QStringList&,
-                       const std::optional<QString>&, double) {};
+                       const std::optional<MiningResults>&, const std::optional<QString>&, double) {};
     s.writeSegmentsJson = [](LocalPipeline&, const MiningResults&) {};
     s.writeSegmentsJsonPublic = [](LocalPipeline&, const QList<StorySegment>&) {};
     s.buildTimelineFromSegmentsFile = [](LocalPipeline&) -> QCoro::Task<void> { co_return; };
@@ -361,8 +361,14 @@ QCoro::Task<> LocalPipeline::run(QString timeline, MiningMode mode, double targe
                 .arg(countWords(*transcript)));
         if (!hasWords(*transcript))
             co_return; // kept nowhere: a cached silence would fail every later run the same way
+        // The project too, before any analysis: a transcript paid for is never paid for again,
+        // whatever becomes of the story (the cache is forgotten at the next launch).
         DeferredWrites writes;
-        writes.collect([&] { m_steps.saveTranscriptCache(*this, *transcript, mediaPaths); });
+        writes.collect([&] {
+            m_steps.saveTranscriptCache(*this, *transcript, mediaPaths);
+            m_steps.saveProject(*this, timeline, *transcript, mediaPaths, std::nullopt, presetId,
+                                targetMinutes);
+        });
         co_await writes.commit();
         if (isCancelled())
             co_return;
@@ -480,7 +486,7 @@ QCoro::Task<bool> LocalPipeline::finishStory(QString timeline, MiningResults ana
     writes.collect([&] {
         setLastExportDir(m_steps.saveExports(*this, timeline, analysis, transcript, words));
         log(QStringLiteral("✓ Exported SRT, transcript, and story brief"), QStringLiteral("green"));
-        m_steps.saveProject(*this, timeline, transcript, mediaPaths, presetId, targetMinutes);
+        m_steps.saveProject(*this, timeline, transcript, mediaPaths, analysis, presetId, targetMinutes);
         m_steps.writeSegmentsJson(*this, analysis);
     });
     co_await writes.commit();

@@ -72,8 +72,10 @@ struct StepOperations {
     Fn<QString(LocalPipeline&, const QString& timeline, const MiningResults&, const TranscriptResult&,
                const QList<WordSegment>&)>
         saveExports;
+    // The project of the timeline with its transcript and, once there is one, its story.
     Fn<void(LocalPipeline&, const QString& timeline, const TranscriptResult&, const QStringList& mediaPaths,
-            const std::optional<QString>& presetId, double targetMinutes)>
+            const std::optional<MiningResults>& results, const std::optional<QString>& presetId,
+            double targetMinutes)>
         saveProject;
     Fn<void(LocalPipeline&, const MiningResults&)> writeSegmentsJson;
     Fn<void(LocalPipeline&, const QList<StorySegment>&)> writeSegmentsJsonPublic; // logs nothing

@@ -22,9 +22,9 @@ void installMediaSteps(StepOperations& steps) {
         return wordLevelTranscribe(p, analysis, mediaPaths, language);
     };
     steps.saveProject = [](LocalPipeline& p, const QString& timeline, const TranscriptResult& transcript,
-                           const QStringList& mediaPaths, const std::optional<QString>& presetId,
-                           double targetMinutes) {
-        saveProject(p, timeline, transcript, mediaPaths, presetId, targetMinutes);
+                           const QStringList& mediaPaths, const std::optional<MiningResults>& results,
+                           const std::optional<QString>& presetId, double targetMinutes) {
+        saveProject(p, timeline, transcript, mediaPaths, results, presetId, targetMinutes);
     };
 }
 

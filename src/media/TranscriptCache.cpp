@@ -165,8 +165,8 @@ QString projectsDir(const AppPaths& paths) {
 }
 
 void saveProject(LocalPipeline& pipeline, const QString& timeline, const TranscriptResult& transcript,
-                 const QStringList& mediaPaths, const std::optional<QString>& presetId,
-                 double targetMinutes) {
+                 const QStringList& mediaPaths, const std::optional<MiningResults>& results,
+                 const std::optional<QString>& presetId, double targetMinutes) {
     const QString dir = pipeline.paths().exportDirFor(timeline);
     if (!QDir().mkpath(dir))
         return;
@@ -176,7 +176,7 @@ void saveProject(LocalPipeline& pipeline, const QString& timeline, const Transcr
     project.language = transcript.language;
     project.mediaPaths = mediaPaths;
     project.transcript = cachedSegments(transcript);
-    project.results = pipeline.results();
+    project.results = results;
     project.presetId = presetId;
     project.targetMinutes = targetMinutes;
     const auto bytes = encodeJson(project);

@@ -25,7 +25,8 @@ void saveTranscriptCache(LocalPipeline& pipeline, const TranscriptResult& transc
 // Where saved projects live: beside the export bundles, one folder a timeline.
 QString projectsDir(const AppPaths& paths);
 void saveProject(LocalPipeline& pipeline, const QString& timeline, const TranscriptResult& transcript,
-                 const QStringList& mediaPaths, const std::optional<QString>& presetId, double targetMinutes);
+                 const QStringList& mediaPaths, const std::optional<MiningResults>& results,
+                 const std::optional<QString>& presetId, double targetMinutes);
 // Every project that decodes, newest first.
 QList<SavedProject> listProjects(const AppPaths& paths);
 // The timeline's own saved project, when there is one that decodes.

@@ -66,8 +66,9 @@ QVariant SavedProjectsModel::data(const QModelIndex& index, int role) const {
         return p.results ? QStringLiteral("✓ %1 clips").arg(p.results->segments.size()) : QString();
     case DetailTextRole: {
         QStringList parts;
+        // Saved when its transcription ended, before any story: a re-mine costs no transcription.
         if (!p.results)
-            parts << QStringLiteral("%1 segments").arg(p.transcript.size());
+            parts << QStringLiteral("transcribed") << QStringLiteral("%1 segments").arg(p.transcript.size());
         parts << QStringLiteral("%1m target").arg(qint64(std::trunc(p.targetMinutes)));
         if (p.presetId)
             parts << *p.presetId;

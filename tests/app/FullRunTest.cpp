@@ -111,16 +111,19 @@ TEST(FullRun, CancelStopsWhereItWaitsAndLeavesNothingBehind) {
         QList<test::ScriptedResponse> speech;
         test::ScriptedResponse model;
         QByteArray waitedOn; // the path whose request is under way at the cancel
+        bool transcribed;    // the transcript was kept as the timeline's project before the cancel
     } cases[] = {
         {"transcribing",
          {{200, segments, "application/json", kNever}},
          {200, story},
-         "/v1/audio/transcriptions"},
-        {"analysing", {{200, segments}}, {200, story, "application/json", kNever}, "/v1/messages"},
+         "/v1/audio/transcriptions",
+         false},
+        {"analysing", {{200, segments}}, {200, story, "application/json", kNever}, "/v1/messages", true},
         {"word timing",
          {{200, segments}, {200, words, "application/json", kNever}},
          {200, story},
-         "/v1/audio/transcriptions"},
+         "/v1/audio/transcriptions",
+         true},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
@@ -153,7 +156,15 @@ TEST(FullRun, CancelStopsWhereItWaitsAndLeavesNothingBehind) {
         EXPECT_FALSE(pipeline->results().has_value());
         EXPECT_TRUE(test::waitFor([&] { return server.abandoned().size() == 1; }))
             << "the request was aborted";
-        EXPECT_FALSE(QFileInfo::exists(home.paths().exportDirFor("Day 1")));
+        const QDir exports(home.paths().exportDirFor("Day 1"));
+        EXPECT_EQ(exports.entryList(QDir::Files),
+                  c.transcribed ? QStringList{"project.json"} : QStringList());
+        if (c.transcribed) {
+            const auto project = decodeJson<SavedProject>(readFile(exports.filePath("project.json")));
+            ASSERT_TRUE(project);
+            EXPECT_FALSE(project->results) << "no story of the cancelled run";
+            EXPECT_EQ(project->transcript.size(), 1);
+        }
         EXPECT_FALSE(QFileInfo::exists(home.paths().cacheDir + "/segments.json"));
         EXPECT_EQ(timelinesInResolve(), 1u) << "nothing built";
         EXPECT_FALSE(WorkQueue::shared().isBusy());

@@ -106,7 +106,8 @@ struct Script {
             return QString("/exports/tl");
         };
         s.saveProject = [this](LocalPipeline& p, const QString&, const TranscriptResult&, const QStringList&,
-                               const std::optional<QString>&, double) { hook(p, "project"); };
+                               const std::optional<MiningResults>& results, const std::optional<QString>&,
+                               double) { hook(p, results ? "project" : "transcribed project"); };
         s.writeSegmentsJson = [this](LocalPipeline& p, const MiningResults&) { hook(p, "segments"); };
         s.buildTimelineFromSegmentsFile = [this](LocalPipeline& p) -> QCoro::Task<void> {
             hook(p, "build");
@@ -228,6 +229,45 @@ TEST_F(PipelineRun, EachFailureEndsInErrorWhereItsStepFails) {
         EXPECT_EQ(lines().last(), (Line{QStringLiteral("✗ ") + QString::fromUtf8(c.message), "accent"}));
         EXPECT_DOUBLE_EQ(pipeline.progress(), c.progressAtFail);
         EXPECT_EQ(script.calls.last(), c.lastCall);
+    }
+}
+
+// The transcript is saved as the timeline's project as soon as it exists, without a story, so a
+// failed or cancelled analysis never costs the transcription again; the finished story replaces it.
+TEST_F(PipelineRun, TheTranscriptIsSavedAsAProjectBeforeAnyAnalysis) {
+    const QStringList written{"saveCache", "transcribed project", "analyze"};
+    const struct {
+        const char* name;
+        std::function<void(Script&)> change;
+        QStringList from; // the calls from the transcription on
+    } cases[] = {
+        {"a story", [](Script&) {},
+         QStringList{"transcribe"} + written +
+             QStringList{"words", "exports", "project", "segments", "build"}},
+        {"no story", [](Script& s) { s.analysis.reset(); }, QStringList{"transcribe"} + written},
+        {"cancelled analysis",
+         [](Script& s) {
+             s.duringStep = "analyze";
+             s.during = [](LocalPipeline& p) { p.cancel(); };
+         },
+         QStringList{"transcribe"} + written},
+        {"nothing transcribed",
+         [](Script& s) {
+             s.transcript = TranscriptResult{{}, "es"};
+         },
+         {"transcribe"}},
+        {"cached",
+         [](Script& s) { s.cached = twoSegments(); },
+         {"cache", "analyze", "words", "exports", "project", "segments", "build"}},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        pipeline.reset();
+        script = Script{};
+        c.change(script);
+        script.install(pipeline.steps());
+        run();
+        EXPECT_EQ(script.calls.mid(script.calls.indexOf(c.from.first())), c.from);
     }
 }
 

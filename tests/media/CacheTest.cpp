@@ -111,11 +111,10 @@ TEST_F(Caches, ProjectsListNewestFirstAndSkipWhatDoesNotDecode) {
     MiningResults story;
     story.segments = {{1, 0, 1.5, "a.wav", "hola", "hello", QStringLiteral("Start")}};
     story.structure.acts = {{"Start", {1}}};
-    pipeline->setResults(story);
     for (const auto& [name, msecs] :
          {std::pair{"Old", 1600000000000}, {"New", 1700000000500}, {"Mid", 1650000000000}}) {
         clock.set(QDateTime::fromMSecsSinceEpoch(msecs, Qt::UTC));
-        saveProject(*pipeline, name, kSample, {"/m/a.wav"}, QStringLiteral("documentary"), 12);
+        saveProject(*pipeline, name, kSample, {"/m/a.wav"}, story, QStringLiteral("documentary"), 12);
     }
     EXPECT_FALSE(readFile(dir + "/New/project.json").contains('\n')) << "compact";
     writeFile(dir + "/Broken/project.json", "{\"timeline\":");
@@ -146,9 +145,13 @@ TEST_F(Caches, ProjectsListNewestFirstAndSkipWhatDoesNotDecode) {
     EXPECT_EQ(LocalPipeline::loadProject(p), kLoaded);
 
     const ino_t before = inode(dir + "/New/project.json");
-    saveProject(*pipeline, "New", {{}, "en"}, {"/m/a.wav"}, std::nullopt, 3);
+    // The story is what the caller gives, not whatever the pipeline shows.
+    pipeline->setResults(story);
+    saveProject(*pipeline, "New", {{}, "en"}, {"/m/a.wav"}, std::nullopt, std::nullopt, 3);
     expectReplacedWhole(dir + "/New/project.json", before);
-    EXPECT_EQ(decodeJson<SavedProject>(readFile(dir + "/New/project.json"))->targetMinutes, 3);
+    const auto replaced = decodeJson<SavedProject>(readFile(dir + "/New/project.json"));
+    EXPECT_EQ(replaced->targetMinutes, 3);
+    EXPECT_FALSE(replaced->results);
 }
 
 } // namespace

@@ -80,6 +80,14 @@ TEST_F(EndToEnd, TimelineToTranscriptThenTheCacheSparesTheSecondRun) {
     EXPECT_EQ(first->lastMediaPaths(), (QStringList{a, b, c}));
     EXPECT_NEAR(mediaDuration(cache("extracted_audio.wav")),
                 mediaDuration(a) + mediaDuration(b) + mediaDuration(c), 0.1);
+    // The failed analysis cost nothing of the transcript: its project is saved, with no story, for
+    // a re-mine in any later launch.
+    const QList<SavedProject> projects = listProjects(home.paths());
+    ASSERT_EQ(projects.size(), 1);
+    EXPECT_EQ(projects[0].timeline, "Interview Cut");
+    EXPECT_EQ(projects[0].mediaPaths, (QStringList{a, b, c}));
+    EXPECT_FALSE(projects[0].results);
+    EXPECT_EQ(LocalPipeline::loadProject(projects[0]), seen.transcript);
 
     // Again in the same launch: the cache answers, nothing is extracted or sent.
     QFile::remove(cache("extracted_audio.wav"));

@@ -166,6 +166,34 @@ void dragAcross(WizardRig& rig, const QString& name, double fromFraction, double
 
 } // namespace
 
+// A row tells a finished story from a transcript saved before its story (the analysis failed or was
+// cancelled): that one is marked "transcribed", and reopening it mines it without new transcription.
+TEST(SetupPage, RecentMineRowsTellAStoryFromATranscript) {
+    MiningResults story;
+    story.segments = {{1, 0, 4, "a.wav", "hola", "hello", {}}, {2, 4, 9, "a.wav", "adiós", "bye", {}}};
+    const struct {
+        std::optional<MiningResults> results;
+        std::optional<QString> preset;
+        double target;
+        QString clips, detail;
+    } cases[] = {
+        {story, QString("campfire"), 7.5, "✓ 2 clips", "· 7m target · campfire"},
+        {MiningResults{}, {}, 60, "✓ 0 clips", "· 60m target"},
+        {{}, {}, 120, "", "transcribed · 2 segments · 120m target"},
+        {{}, QString("sizzle"), 5, "", "transcribed · 2 segments · 5m target · sizzle"},
+    };
+    SavedProjectsModel model;
+    QList<SavedProject> projects;
+    for (const auto& c : cases)
+        projects.push_back(
+            {"Day", 1, "es", {}, {{0, 4, "hola"}, {4, 9, "adiós"}}, c.results, c.preset, c.target});
+    model.setProjects(projects);
+    for (int row = 0; row < model.rowCount(); ++row) {
+        EXPECT_EQ(model.data(model.index(row), SavedProjectsModel::ClipsTextRole), cases[row].clips);
+        EXPECT_EQ(model.data(model.index(row), SavedProjectsModel::DetailTextRole), cases[row].detail);
+    }
+}
+
 TEST(SetupPage, RecentMinesAndWithoutResolveOnlyTheConnectionCard) {
     WizardRig rig;
     saveProjects(rig.home, 5);
