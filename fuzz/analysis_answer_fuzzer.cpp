@@ -1,5 +1,5 @@
 // Any bytes at all, read every way the program reads outside input from the model and from
-// Resolve: as a Messages API body, as the model's own text (cleaning, strict decoding with its
+// Resolve: as a Messages API body (whole or streamed as events), as the model's own text (cleaning, strict decoding with its
 // reasons, manual recovery), as the clip program's output and as a probe cache. None may crash.
 
 #include "analysis/AnswerText.h"
@@ -51,6 +51,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const QByteArray bytes(reinterpret_cast<const char*>(data), qsizetype(size));
 
     if (const std::optional<QString> text = answerTextFromBody(bytes))
+        readAnswerText(*text);
+    if (const std::optional<QString> text = readAnswerEvents(bytes).text)
         readAnswerText(*text);
     const std::optional<QString> utf8 = strictUtf8(bytes);
     readAnswerText(utf8 ? *utf8 : QString::fromUtf8(bytes));

@@ -61,6 +61,77 @@ std::optional<QString> answerTextFromBody(const QByteArray& body) {
     return std::nullopt;
 }
 
+namespace {
+
+std::string stringField(const Json& object, const char* key) {
+    const auto it = object.find(key);
+    return it != object.end() && it->is_string() ? it->get<std::string>() : std::string();
+}
+
+} // namespace
+
+StreamedAnswer readAnswerEvents(const QByteArray& body) {
+    StreamedAnswer answer;
+    std::optional<qint64> textBlock;
+    QByteArray data;
+    const auto dispatch = [&] {
+        const std::optional<Json> event = data.isEmpty() ? std::nullopt : parseJson(data);
+        data.clear();
+        if (!event || !event->is_object())
+            return;
+        const std::string type = stringField(*event, "type");
+        const auto index = event->find("index");
+        const std::optional<qint64> at = index != event->end() && index->is_number_integer()
+                                             ? std::optional<qint64>(index->get<qint64>())
+                                             : std::nullopt;
+        if (type == "content_block_start") {
+            const auto block = event->find("content_block");
+            if (textBlock || !at || block == event->end() || !block->is_object() ||
+                stringField(*block, "type") != "text")
+                return;
+            textBlock = at;
+            answer.text = QString::fromStdString(stringField(*block, "text"));
+        } else if (type == "content_block_delta") {
+            const auto delta = event->find("delta");
+            if (!textBlock || at != textBlock || delta == event->end() || !delta->is_object() ||
+                stringField(*delta, "type") != "text_delta")
+                return;
+            *answer.text += QString::fromStdString(stringField(*delta, "text"));
+        } else if (type == "message_delta") {
+            const auto delta = event->find("delta");
+            if (delta != event->end() && delta->is_object())
+                answer.stopReason = QString::fromStdString(stringField(*delta, "stop_reason"));
+        } else if (type == "message_stop") {
+            answer.complete = true;
+        } else if (type == "error") {
+            const auto error = event->find("error");
+            std::string message;
+            if (error != event->end() && error->is_object()) {
+                message = stringField(*error, "message");
+                if (message.empty())
+                    message = stringField(*error, "type");
+            }
+            answer.error = message.empty() ? QStringLiteral("unknown") : QString::fromStdString(message);
+        }
+    };
+    for (QByteArray line : body.split('\n')) {
+        if (line.endsWith('\r'))
+            line.chop(1);
+        if (line.isEmpty()) {
+            dispatch();
+        } else if (line.startsWith("data:")) {
+            QByteArray value = line.mid(5);
+            if (value.startsWith(' '))
+                value.remove(0, 1);
+            if (!data.isEmpty())
+                data += '\n';
+            data += value;
+        }
+    }
+    dispatch();
+    return answer;
+}
+
 QString cleanAnswerText(const QString& answer) {
     QString text = answer.trimmed();
 

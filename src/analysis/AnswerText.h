@@ -22,6 +22,16 @@ QString trimSpacesAndTabs(const QString& text);
 // no JSON object, `content` is no array of objects, or that block has no string `text`.
 std::optional<QString> answerTextFromBody(const QByteArray& body);
 
+// A streamed answer of the Messages API, read from its server-sent events.
+struct StreamedAnswer {
+    std::optional<QString> text;  // the first text block, absent when the stream carried none
+    QString stopReason;           // "end_turn", "max_tokens"…; empty before the message's end
+    std::optional<QString> error; // an error event's message
+    bool complete = false;        // the message's stop event came
+};
+// Any bytes at all; unknown events and lines are passed over.
+StreamedAnswer readAnswerEvents(const QByteArray& body);
+
 // Trims, removes a ``` fence (with or without a language tag) and cuts the text to what runs
 // from its first "{" to its last "}". A text whose last "}" stands before its first "{" is left
 // as it is, to fail decoding like any other answer that holds no object.

@@ -3,9 +3,37 @@
 #include "AnswerText.h"
 #include "core/Retry.h"
 
+#include <cmath>
+
 namespace ondrel {
 
-std::optional<QByteArray> claudeRequestBody(const QString& prompt) {
+qint64 promptTokensAtMost(qsizetype promptChars) {
+    return qint64(std::ceil(double(promptChars) / 3.5));
+}
+
+namespace {
+
+ClaudeCall streamedCall(qint64 tokens, qsizetype promptChars) {
+    // Room for the answer beside the prompt, less a margin for the message's own tokens.
+    const qint64 room = CLAUDE_CONTEXT_TOKENS - promptTokensAtMost(promptChars) - 1000;
+    const qint64 most = std::min<qint64>(CLAUDE_OUTPUT_LIMIT, room);
+    return {int(std::max<qint64>(CLAUDE_MAX_TOKENS, std::min(tokens, most))), true};
+}
+
+} // namespace
+
+ClaudeCall callForAnswer(qint64 tokens, qsizetype promptChars) {
+    return tokens <= CLAUDE_MAX_TOKENS ? ClaudeCall{} : streamedCall(tokens, promptChars);
+}
+
+ClaudeCall storyCall(double targetMinutes, qsizetype promptChars) {
+    if (!(targetMinutes > 10))
+        return {};
+    return streamedCall(qint64(std::ceil(std::min(targetMinutes, 1e6) * kAnswerTokensPerStoryMinute)),
+                        promptChars);
+}
+
+std::optional<QByteArray> claudeRequestBody(const QString& prompt, ClaudeCall call) {
     const std::optional<QByteArray> promptBytes = strictUtf8Bytes(prompt);
     if (!promptBytes)
         return std::nullopt;
@@ -14,53 +42,74 @@ std::optional<QByteArray> claudeRequestBody(const QString& prompt) {
     message["content"] = std::string(promptBytes->constData(), std::size_t(promptBytes->size()));
     Json body = Json::object();
     body["model"] = CLAUDE_MODEL;
-    body["max_tokens"] = CLAUDE_MAX_TOKENS;
+    body["max_tokens"] = call.maxTokens;
     body["messages"] = Json::array({message});
+    if (call.stream)
+        body["stream"] = true;
     return dumpJson(body);
 }
 
-QCoro::Task<std::optional<CleanedAnswer>> requestClaude(LocalPipeline& pipeline, QString prompt) {
-    const std::optional<QByteArray> body = claudeRequestBody(prompt);
-    if (!body)
-        co_return std::nullopt;
-
-    // Read once: whatever the answer says goes through redactSecret before it reaches the log.
-    const QString key = pipeline.anthropicKey();
-    const auto make = [&pipeline, key, body = *body]() -> std::optional<HttpRequest> {
+RequestsAhead::MakeRequest claudeRequest(LocalPipeline& pipeline, QByteArray body, ClaudeCall call) {
+    return [&pipeline, body = std::move(body), call]() -> std::optional<HttpRequest> {
         HttpRequest request;
         request.method = "POST";
         request.url = pipeline.endpoints().messagesUrl();
-        request.headers = {{"x-api-key", key.toUtf8()},
+        request.headers = {{"x-api-key", pipeline.anthropicKey().toUtf8()},
                            {"anthropic-version", "2023-06-01"},
                            {"content-type", "application/json"}};
         request.body = body;
-        request.timeout = CLAUDE_TIMEOUT;
+        // Qt's time-out counts from the last byte: for the documented call, which answers in one
+        // piece, that is the whole wait; a stream must only keep talking.
+        request.timeout = call.stream ? CLAUDE_STREAM_SILENCE : CLAUDE_TIMEOUT;
         return request;
     };
-    RetryHooks hooks;
-    hooks.retrying = [&pipeline](std::chrono::seconds wait) {
-        pipeline.log(retryLine(wait), QStringLiteral("dim"));
-    };
-    const HttpResponse response = *co_await sendRetryingRefusals(
-        pipeline.network(), make, Service::languageModel, pipeline.stopSignal(), std::move(hooks));
+}
+
+std::optional<CleanedAnswer> readClaudeAnswer(LocalPipeline& pipeline,
+                                              const std::optional<HttpResponse>& sent, ClaudeCall call) {
+    if (!sent)
+        return std::nullopt;
+    const HttpResponse& response = *sent;
+    // Whatever the answer says goes through redactSecret before it reaches the log.
+    const QString key = pipeline.anthropicKey();
     const QString accent = QStringLiteral("accent");
     if (!response.transportOk) {
         pipeline.log(QStringLiteral("  Claude request failed: ") + redactSecret(response.errorText, key),
                      accent);
-        co_return std::nullopt;
+        return std::nullopt;
     }
     if (response.status < 200 || response.status > 299) {
         const std::optional<QString> text = strictUtf8(response.body);
         const QString shown = text ? leadingCharacters(*text, 300) : QStringLiteral("unknown");
         pipeline.log(QStringLiteral("  Claude HTTP error: ") + redactSecret(shown, key), accent);
-        co_return std::nullopt;
+        return std::nullopt;
     }
-    const std::optional<QString> answer = answerTextFromBody(response.body);
+    std::optional<QString> answer;
+    if (call.stream) {
+        const StreamedAnswer streamed = readAnswerEvents(response.body);
+        if (streamed.error) {
+            pipeline.log(QStringLiteral("  Claude stream error: ") + redactSecret(*streamed.error, key),
+                         accent);
+            return std::nullopt;
+        }
+        if (streamed.text && !streamed.complete) {
+            pipeline.log(QStringLiteral("  Claude request failed: the answer stopped after %1 characters")
+                             .arg(streamed.text->size()),
+                         accent);
+            return std::nullopt;
+        }
+        if (streamed.stopReason == QLatin1String("max_tokens"))
+            pipeline.log(QStringLiteral("  ⚠ The answer reached its limit of %1 tokens").arg(call.maxTokens),
+                         accent);
+        answer = streamed.text;
+    } else {
+        answer = answerTextFromBody(response.body);
+    }
     if (!answer) {
         const std::optional<QString> text = strictUtf8(response.body);
         const QString shown = text ? leadingCharacters(*text, 200) : QStringLiteral("empty");
         pipeline.log(QStringLiteral("  Claude response parse error: ") + redactSecret(shown, key), accent);
-        co_return std::nullopt;
+        return std::nullopt;
     }
 
     CleanedAnswer cleaned;
@@ -68,10 +117,25 @@ QCoro::Task<std::optional<CleanedAnswer>> requestClaude(LocalPipeline& pipeline,
     const std::optional<QByteArray> data = strictUtf8Bytes(cleaned.text);
     if (!data) {
         pipeline.log(QStringLiteral("  Could not encode cleaned JSON"), accent);
-        co_return std::nullopt;
+        return std::nullopt;
     }
     cleaned.data = *data;
-    co_return cleaned;
+    return cleaned;
+}
+
+QCoro::Task<std::optional<CleanedAnswer>> requestClaude(LocalPipeline& pipeline, QString prompt,
+                                                        ClaudeCall call) {
+    const std::optional<QByteArray> body = claudeRequestBody(prompt, call);
+    if (!body)
+        co_return std::nullopt;
+    RetryHooks hooks;
+    hooks.retrying = [&pipeline](std::chrono::seconds wait) {
+        pipeline.log(retryLine(wait), QStringLiteral("dim"));
+    };
+    const std::optional<HttpResponse> response =
+        co_await sendRetryingRefusals(pipeline.network(), claudeRequest(pipeline, *body, call),
+                                      Service::languageModel, pipeline.stopSignal(), std::move(hooks));
+    co_return readClaudeAnswer(pipeline, response, call);
 }
 
 } // namespace ondrel

@@ -5,6 +5,7 @@
 
 #include "core/Http.h"
 #include "core/LocalPipeline.h"
+#include "core/RequestsAhead.h"
 
 #include <QByteArray>
 #include <QString>
@@ -16,10 +17,34 @@ namespace ondrel {
 inline constexpr const char* CLAUDE_MODEL = "claude-sonnet-4-20250514";
 inline constexpr int CLAUDE_MAX_TOKENS = 8000;
 inline constexpr std::chrono::milliseconds CLAUDE_TIMEOUT{180000};
+// The documented model: the most tokens it writes in one answer, and its whole context.
+inline constexpr int CLAUDE_OUTPUT_LIMIT = 64000;
+inline constexpr int CLAUDE_CONTEXT_TOKENS = 200000;
+// A streamed answer is given up after this long without a byte.
+inline constexpr std::chrono::milliseconds CLAUDE_STREAM_SILENCE{60000};
+// About 600 tokens of answer for each minute of story: its moments' text, translation, chapters
+// and subtitles.
+inline constexpr int kAnswerTokensPerStoryMinute = 600;
 
-// The compact JSON body: model, max_tokens and one user message holding the prompt. Absent when
-// the prompt cannot be written as UTF-8.
-std::optional<QByteArray> claudeRequestBody(const QString& prompt);
+// How one request asks: the documented 8000 tokens in one answer, or more, streamed.
+struct ClaudeCall {
+    int maxTokens = CLAUDE_MAX_TOKENS;
+    bool stream = false;
+};
+
+// Tokens a prompt of so many characters takes, counted high (3.5 characters a token), so that a
+// request never asks for more than the context holds.
+qint64 promptTokensAtMost(qsizetype promptChars);
+// Up to a 10-minute story the documented call; past it at least its 8000 tokens and about
+// kAnswerTokensPerStoryMinute a minute, within the model's output limit and what the prompt leaves
+// of its context, streamed.
+ClaudeCall storyCall(double targetMinutes, qsizetype promptChars);
+// An answer of about `tokens` tokens: the documented call when that is within it, else streamed.
+ClaudeCall callForAnswer(qint64 tokens, qsizetype promptChars);
+
+// The compact JSON body: model, max_tokens and one user message holding the prompt, and
+// "stream": true for a streamed call. Absent when the prompt cannot be written as UTF-8.
+std::optional<QByteArray> claudeRequestBody(const QString& prompt, ClaudeCall call = {});
 
 // The answer cut to its JSON object, as text (for the preview and the manual parse) and as the
 // bytes to decode.
@@ -28,7 +53,14 @@ struct CleanedAnswer {
     QByteArray data;
 };
 
+// The request with that body, made anew for each attempt.
+RequestsAhead::MakeRequest claudeRequest(LocalPipeline& pipeline, QByteArray body, ClaudeCall call);
+// Reads an answer (or its absence) of such a request; every failure logs its line and gives absent.
+std::optional<CleanedAnswer> readClaudeAnswer(LocalPipeline& pipeline,
+                                              const std::optional<HttpResponse>& sent, ClaudeCall call);
+
 // Sends the prompt and reads the answer; every failure logs its line and gives absent.
-QCoro::Task<std::optional<CleanedAnswer>> requestClaude(LocalPipeline& pipeline, QString prompt);
+QCoro::Task<std::optional<CleanedAnswer>> requestClaude(LocalPipeline& pipeline, QString prompt,
+                                                        ClaudeCall call = {});
 
 } // namespace ondrel

@@ -133,7 +133,9 @@ QCoro::Task<std::optional<MiningResults>> analyzeStory(LocalPipeline& pipeline, 
                  QStringLiteral("dim"));
     const QString prompt = buildAnalysisPrompt(transcript, targetMinutes, language, stylePrompt);
 
-    const std::optional<CleanedAnswer> answer = co_await requestClaude(pipeline, prompt);
+    // A story past ten minutes needs a longer answer than the documented 8000 tokens hold.
+    const std::optional<CleanedAnswer> answer =
+        co_await requestClaude(pipeline, prompt, storyCall(targetMinutes, prompt.size()));
     if (!answer)
         co_return std::nullopt;
 

@@ -42,11 +42,17 @@ class SetupPageModel : public QObject {
     Q_PROPERTY(QStringList languageNames READ languageNames CONSTANT)
     Q_PROPERTY(int languageIndex READ languageIndex NOTIFY languageChanged)
     Q_PROPERTY(QString targetText READ targetText NOTIFY targetChanged)
+    // The slider's end: a story of up to two hours (a week of footage makes a feature).
+    Q_PROPERTY(int maxTargetMinutes READ maxTargetMinutes CONSTANT)
+    Q_PROPERTY(QString maxTargetText READ maxTargetText CONSTANT)
     Q_PROPERTY(QString mainActionText READ mainActionText NOTIFY modeChanged)
     Q_PROPERTY(bool canContinue READ hasTimeline NOTIFY selectionChanged)
 
 public:
     static QString noTimelineText() { return QStringLiteral("Select a timeline…"); }
+    static constexpr int kMaxTargetMinutes = 120;
+    static int maxTargetMinutes() { return kMaxTargetMinutes; }
+    static QString maxTargetText() { return QStringLiteral("%1 min").arg(kMaxTargetMinutes); }
 
     explicit SetupPageModel(QObject* parent = nullptr);
 

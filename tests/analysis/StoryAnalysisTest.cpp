@@ -3,6 +3,7 @@
 #include "AnalysisTestSupport.h"
 
 #include "analysis/AnswerText.h"
+#include "analysis/ClaudeRequest.h"
 #include "analysis/StoryAnalysis.h"
 #include "analysis/StyleModel.h"
 #include "core/DecodeError.h"
@@ -254,5 +255,184 @@ TEST(AnalyzeStory, ARefusedRequestIsRetriedAfterItsWait) {
         EXPECT_EQ(analyze(rig, {{{0, 1, "x", "es"}}, "es"}).has_value(), c.story);
         EXPECT_EQ(rig.lines().mid(1), c.log);
         EXPECT_EQ(rig.server.requestsTo("/v1/messages").size(), c.log.size() - !c.story + 1);
+    }
+}
+
+// Up to a 10-minute story the documented call; past it the answer's room grows with the story
+// (at least the documented 8000 tokens), within the model's output limit and what the prompt leaves
+// of the context, and the answer is streamed.
+TEST(ClaudeCalls, TheStorysLengthSetsTheAnswersRoom) {
+    const struct {
+        double minutes;
+        qsizetype promptChars;
+        int maxTokens;
+        bool stream;
+    } cases[] = {
+        {5, 1000, 8000, false},     {10, 400000, 8000, false}, {10.5, 1000, 8000, true},
+        {20, 1000, 12000, true},    {60, 1000, 36000, true},   {120, 1000, 64000, true},
+        {120, 480000, 61857, true}, {60, 600000, 27571, true}, {std::nan(""), 1000, 8000, false},
+    };
+    for (const auto& c : cases) {
+        const ClaudeCall call = storyCall(c.minutes, c.promptChars);
+        EXPECT_EQ(std::pair(call.maxTokens, call.stream), std::pair(c.maxTokens, c.stream))
+            << c.minutes << " minutes, " << c.promptChars << " characters";
+    }
+    EXPECT_EQ(
+        *claudeRequestBody("hi", {12000, true}),
+        R"({"model":"claude-sonnet-4-20250514","max_tokens":12000,"messages":[{"role":"user","content":"hi"}],"stream":true})");
+    AnalysisRig rig;
+    EXPECT_EQ((*claudeRequest(rig.p(), "{}", {12000, true})()).timeout, CLAUDE_STREAM_SILENCE);
+    EXPECT_EQ((*claudeRequest(rig.p(), "{}", {})()).timeout, CLAUDE_TIMEOUT);
+}
+
+TEST(AnswerText, ReadsAStreamedAnswer) {
+    const auto events = [](std::initializer_list<const char*> data) {
+        QByteArray out;
+        for (const char* d : data)
+            out += QByteArray("event: x\r\ndata: ") + d + "\r\n\r\n";
+        return out;
+    };
+    const char* start =
+        R"({"type":"content_block_start","index":0,"content_block":{"type":"text","text":"{"}})";
+    const char* delta =
+        R"({"type":"content_block_delta","index":0,"delta":{"type":"text_delta","text":"\"a\":1}"}})";
+    const char* end = R"({"type":"message_delta","delta":{"stop_reason":"end_turn"}})";
+    const char* stop = R"({"type":"message_stop"})";
+    const struct {
+        const char* name;
+        QByteArray body;
+        std::optional<QString> text;
+        QString stopReason;
+        std::optional<QString> error;
+        bool complete;
+    } cases[] = {
+        {"whole",
+         events({R"({"type":"ping"})", start, delta, end, stop}),
+         QString(R"({"a":1})"),
+         "end_turn",
+         {},
+         true},
+        {"after a thinking block",
+         events(
+             {R"({"type":"content_block_start","index":0,"content_block":{"type":"thinking","thinking":""}})",
+              R"({"type":"content_block_delta","index":0,"delta":{"type":"thinking_delta","thinking":"hm"}})",
+              R"({"type":"content_block_start","index":1,"content_block":{"type":"text","text":""}})",
+              R"({"type":"content_block_delta","index":1,"delta":{"type":"text_delta","text":"ok"}})", stop}),
+         QString("ok"),
+         "",
+         {},
+         true},
+        {"cut by its limit",
+         events({start, R"({"type":"message_delta","delta":{"stop_reason":"max_tokens"}})", stop}),
+         QString("{"),
+         "max_tokens",
+         {},
+         true},
+        {"an error mid-way",
+         events({start, R"({"type":"error","error":{"type":"overloaded_error","message":"Overloaded"}})"}),
+         QString("{"), "", QString("Overloaded"), false},
+        {"no end", events({start, delta}), QString(R"({"a":1})"), "", {}, false},
+        {"no text", events({stop}), {}, "", {}, true},
+        {"not events", QByteArray("\xff\x00{]data:", 9), {}, "", {}, false},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        const StreamedAnswer a = readAnswerEvents(c.body);
+        EXPECT_EQ(a.text, c.text);
+        EXPECT_EQ(a.stopReason, c.stopReason);
+        EXPECT_EQ(a.error, c.error);
+        EXPECT_EQ(a.complete, c.complete);
+    }
+}
+
+namespace {
+
+// A story of `moments` moments of 15 s, in acts of twelve, with chapters and three subtitles each.
+QString storyOf(int moments) {
+    Json segments = Json::array(), subtitles = Json::array(), acts = Json::array();
+    for (int i = 0; i < moments; ++i) {
+        const double start = 60.0 * i;
+        segments.push_back(
+            {{"index", i},
+             {"startTime", start},
+             {"endTime", start + 15},
+             {"sourceClip", "source"},
+             {"transcript", "y entonces mi padre volvió del mar con una historia " + std::to_string(i)},
+             {"translation", "and then my father came back from the sea with a story"},
+             {"chapter", "Chapter " + std::to_string(i / 12 + 1)}});
+        for (int k = 0; k < 3; ++k)
+            subtitles.push_back(
+                {{"startTime", start + 5 * k}, {"endTime", start + 5 * k + 4.5}, {"text", "line"}});
+        if (i % 12 == 0)
+            acts.push_back({{"name", "Act " + std::to_string(i / 12 + 1)}, {"segments", Json::array()}});
+        acts.back()["segments"].push_back(i);
+    }
+    const Json story = {{"segments", segments},
+                        {"structure", {{"acts", acts}, {"totalDuration", 15.0 * moments}}},
+                        {"subtitles", subtitles},
+                        {"estimatedDuration", 15.0 * moments}};
+    return QString::fromStdString(story.dump(4));
+}
+
+} // namespace
+
+// A 60-minute story of 240 moments asks for room for it and arrives whole, streamed in many pieces
+// over a longer time than any piece takes.
+TEST(AnalyzeStory, ALongStoryIsStreamedWhole) {
+    AnalysisRig rig;
+    const QString story = storyOf(240);
+    rig.server.enqueue("/v1/messages", streamed(modelStream("```json\n" + story + "\n```", 60, 25)));
+    const std::optional<MiningResults> result = analyze(rig, {{{0, 14400, "x", "es"}}, "es"}, 60);
+    ASSERT_TRUE(result);
+    EXPECT_EQ(result->segments.size(), 240);
+    EXPECT_EQ(result->segments.last().chapter, "Chapter 20");
+    EXPECT_EQ(result->structure.acts.size(), 20);
+    EXPECT_EQ(result->subtitles.size(), 720);
+    EXPECT_EQ(result->estimatedDuration, 3600);
+    EXPECT_EQ(rig.lines().size(), 1) << "only the Sending line";
+    const auto body = parseJson(rig.server.requests()[0].body);
+    EXPECT_EQ((*body)["max_tokens"], 36000);
+    EXPECT_EQ((*body)["stream"], true);
+}
+
+// Each way a stream can go wrong is one line (the answer cut by its limit is still read, and fails
+// to decode as any broken answer does), and nothing is sent twice.
+TEST(AnalyzeStory, AStreamGoneWrongIsOneLineAndNeverSentTwice) {
+    const QString story = storyOf(3);
+    QList<ScriptedResponse::Piece> errorMidway = modelStream(story, 4, 10);
+    errorMidway.insert(2, {10,
+                           "event: error\ndata: {\"type\":\"error\",\"error\":{\"type\":\"overloaded_error\","
+                           "\"message\":\"Overloaded\"}}\n\n"});
+    const QString partial = story.left(story.size() / 2);
+    const struct {
+        const char* name;
+        ScriptedResponse response;
+        QList<Line> log; // after the "Sending" line
+    } cases[] = {
+        {"cut in the middle",
+         streamed(modelStream(story, 4, 10).mid(0, 3), true),
+         {{"  Claude request failed: The network connection was lost.", "accent"}}},
+        {"an error event", streamed(errorMidway), {{"  Claude stream error: Overloaded", "accent"}}},
+        {"ended without its stop",
+         streamed(modelStream(story, 4, 10, "end_turn", false)),
+         {{QStringLiteral("  Claude request failed: the answer stopped after %1 characters")
+               .arg(story.size()),
+           "accent"}}},
+        {"cut by its limit",
+         streamed(modelStream(partial, 4, 10, "max_tokens")),
+         {{"  ⚠ The answer reached its limit of 12000 tokens", "accent"},
+          {"  JSON decode error: " +
+               std::get<QString>(decodeExplained<MiningResults>(cleanAnswerText(partial).toUtf8())),
+           "accent"},
+          {"  Response preview: " + cleanAnswerText(partial).left(300) + "...", "dim"}}},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        AnalysisRig rig;
+        rig.server.enqueue("/v1/messages", c.response);
+        rig.server.enqueue("/v1/messages", {200, claudeBody(validAnswer)});
+        EXPECT_FALSE(analyze(rig, {{{0, 1, "x", "es"}}, "es"}, 20));
+        EXPECT_EQ(rig.lines().mid(1), c.log);
+        EXPECT_EQ(rig.server.requestsTo("/v1/messages").size(), 1);
     }
 }

@@ -184,3 +184,34 @@ TEST(PipelineLogModel, BehavesAsAListModel) {
     model.clear();
     EXPECT_EQ(model.rowCount(), 0);
 }
+
+// The time-out counts silence, not the whole answer: a stream that keeps talking runs past it, one
+// that falls silent for longer is given up.
+TEST(Http, TheTimeOutCountsSilence) {
+    const auto stream = [](int gapMs) {
+        ScriptedResponse r{200, {}, "text/event-stream"};
+        for (int i = 0; i < 8; ++i)
+            r.pieces.push_back({i == 4 ? gapMs : 100, "data: " + QByteArray::number(i) + "\n\n"});
+        return r;
+    };
+    const struct {
+        int gapMs;
+        bool whole;
+    } cases[] = {{100, true}, {1200, false}};
+    QNetworkAccessManager nam;
+    for (const auto& c : cases) {
+        FakeHttpServer server;
+        server.enqueue("/stream", stream(c.gapMs));
+        HttpRequest req;
+        req.method = "POST";
+        req.url = server.baseUrl() + "/stream";
+        req.body = "{}";
+        req.timeout = std::chrono::milliseconds(500);
+        const HttpResponse r = QCoro::waitFor(sendHttp(nam, req));
+        EXPECT_EQ(r.transportOk, c.whole) << c.gapMs;
+        EXPECT_EQ(r.timedOut, !c.whole) << c.gapMs;
+        if (c.whole) {
+            EXPECT_TRUE(r.body.endsWith("data: 7\n\n"));
+        }
+    }
+}

@@ -1,5 +1,7 @@
 #include "FakeHttpServer.h"
 
+#include "core/Json.h"
+
 #include <QPointer>
 #include <QTcpSocket>
 #include <QTimer>
@@ -27,6 +29,51 @@ QString FakeHttpServer::baseUrl() const {
 
 void FakeHttpServer::enqueue(const QByteArray& path, ScriptedResponse response) {
     m_routes[path].push_back(std::move(response));
+}
+
+QList<ScriptedResponse::Piece> modelStream(const QString& text, int deltas, int gapMs,
+                                           const QByteArray& stopReason, bool stop) {
+    const auto event = [](const char* name, const Json& data) {
+        return QByteArray("event: ") + name + "\ndata: " + QByteArray::fromStdString(data.dump()) + "\n\n";
+    };
+    QList<ScriptedResponse::Piece> pieces;
+    pieces.push_back(
+        {0, event("message_start", {{"type", "message_start"}, {"message", {{"id", "msg_1"}}}}) +
+                event("content_block_start", {{"type", "content_block_start"},
+                                              {"index", 0},
+                                              {"content_block", {{"type", "text"}, {"text", ""}}}}) +
+                event("ping", {{"type", "ping"}})});
+    const qsizetype step = std::max<qsizetype>(1, (text.size() + deltas - 1) / std::max(deltas, 1));
+    for (qsizetype at = 0; at < text.size(); at += step)
+        pieces.push_back(
+            {gapMs,
+             event("content_block_delta",
+                   {{"type", "content_block_delta"},
+                    {"index", 0},
+                    {"delta", {{"type", "text_delta"}, {"text", text.mid(at, step).toStdString()}}}})});
+    QByteArray tail = event("content_block_stop", {{"type", "content_block_stop"}, {"index", 0}}) +
+                      event("message_delta", {{"type", "message_delta"},
+                                              {"delta", {{"stop_reason", stopReason.toStdString()}}}});
+    if (stop)
+        tail += event("message_stop", {{"type", "message_stop"}});
+    pieces.push_back({gapMs, tail});
+    return pieces;
+}
+
+ScriptedResponse streamed(QList<ScriptedResponse::Piece> pieces, bool cut) {
+    ScriptedResponse r{200, {}, "text/event-stream"};
+    r.pieces = std::move(pieces);
+    r.cutBody = cut;
+    return r;
+}
+
+ScriptedResponse modelAnswer(const RecordedRequest& request, const QString& text) {
+    const std::optional<Json> body = parseJson(request.body);
+    const bool stream = body && body->is_object() && body->value("stream", false) == true;
+    if (stream)
+        return streamed(modelStream(text));
+    const Json block = {{"type", "text"}, {"text", text.toStdString()}};
+    return {200, QByteArray::fromStdString(Json({{"content", Json::array({block})}}).dump())};
 }
 
 QByteArray RecordedRequest::fileName() const {

@@ -46,6 +46,15 @@ struct ScriptedResponse {
     QList<Piece> pieces{};
 };
 
+// The language model's answer carrying `text`, streamed as server-sent events in `deltas` pieces
+// `gapMs` apart. Without `stop` the message never says it ended.
+QList<ScriptedResponse::Piece> modelStream(const QString& text, int deltas = 8, int gapMs = 0,
+                                           const QByteArray& stopReason = "end_turn", bool stop = true);
+ScriptedResponse streamed(QList<ScriptedResponse::Piece> pieces, bool cut = false);
+// The language model's answer carrying `text` in the form the request asked for: streamed when
+// its body says so, else one JSON body.
+ScriptedResponse modelAnswer(const RecordedRequest& request, const QString& text);
+
 class FakeHttpServer : public QObject {
     Q_OBJECT
 public:

@@ -107,7 +107,10 @@ TEST(ReviewRules, ClockAndTotals) {
     EXPECT_EQ(clockText(0), "0:00");
     EXPECT_EQ(clockText(59.99), "0:59");
     EXPECT_EQ(clockText(61), "1:01");
-    EXPECT_EQ(clockText(3725.5), "62:05");
+    EXPECT_EQ(clockText(3599.9), "59:59");
+    EXPECT_EQ(clockText(3600), "1:00:00");
+    EXPECT_EQ(clockText(3725.5), "1:02:05");
+    EXPECT_EQ(clockText(144000 + 61), "40:01:01");
     EXPECT_EQ(reviewTotalsText({}), "0 segments · 0:00");
     // The sum is cut once, not each segment: 12.6 + 12.6 reads 0:25.
     EXPECT_EQ(reviewTotalsText({segment(1, 0, 12.6), segment(2, 20, 32.6)}), "2 segments · 0:25");

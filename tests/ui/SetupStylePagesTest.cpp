@@ -235,6 +235,15 @@ TEST(SetupPage, FromTheSetupThroughTheStylePageIntoARun) {
     wizard->setTargetMinutes(11);
     EXPECT_EQ(rig.text("creditEstimate"), "~2 credits");
     EXPECT_EQ(rig.text("targetText"), "11 min");
+    // The slider's far end asks for a two-hour story.
+    QQuickItem* slider = rig.find("targetSlider");
+    ASSERT_TRUE(slider);
+    QTest::mouseClick(&rig.window, Qt::LeftButton, {},
+                      slider->mapToScene(QPointF(slider->width() - 1, slider->height() / 2)).toPoint());
+    EXPECT_EQ(wizard->targetMinutes(), 120);
+    EXPECT_EQ(rig.text("targetText"), "120 min");
+    EXPECT_EQ(rig.text("creditEstimate"), "~12 credits");
+    wizard->setTargetMinutes(11);
 
     // Choosing a timeline and then "Select a timeline…" leaves none, and the way on closes again.
     pick(rig, "timelinePicker", 1);

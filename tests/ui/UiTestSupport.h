@@ -142,9 +142,9 @@ f.write(sys.argv[2], f.state(clips=[c], timelines=[f.timeline(sys.argv[4], audio
         services.respondJson("/v1/audio/transcriptions", 200,
                              R"({"text":"hola a todos","language":"spanish","segments":[{"start":2,"end":9,)"
                              R"("text":"hola a todos"},{"start":12,"end":20,"text":"nací en el mar"}]})");
-        services.respondJson(
-            "/v1/messages", 200,
-            QByteArray::fromStdString(Json{{"content", {{{"type", "text"}, {"text", kStory}}}}}.dump()));
+        services.answerWith("/v1/messages", [](const RecordedRequest& request) {
+            return modelAnswer(request, QString::fromUtf8(kStory));
+        });
         env = home.pipelineEnvironment();
         env.endpoints.openaiHost = services.baseUrl();
         env.endpoints.anthropicHost = services.baseUrl();

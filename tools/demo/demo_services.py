@@ -201,6 +201,21 @@ class Handler(BaseHTTPRequestHandler):
         self.end_headers()
         self.wfile.write(body)
 
+    def reply_events(self, text):
+        """A streamed Messages API answer: the text in server-sent events, as the service sends
+        it when a request asks for "stream": true."""
+        events = [("message_start", {"type": "message_start", "message": {"id": "msg_demo"}}),
+                  ("content_block_start", {"type": "content_block_start", "index": 0,
+                                           "content_block": {"type": "text", "text": ""}})]
+        for at in range(0, len(text), 200):
+            events.append(("content_block_delta", {"type": "content_block_delta", "index": 0,
+                                                   "delta": {"type": "text_delta", "text": text[at:at + 200]}}))
+        events += [("content_block_stop", {"type": "content_block_stop", "index": 0}),
+                   ("message_delta", {"type": "message_delta", "delta": {"stop_reason": "end_turn"}}),
+                   ("message_stop", {"type": "message_stop"})]
+        body = "".join(f"event: {name}\ndata: {json.dumps(data, ensure_ascii=False)}\n\n" for name, data in events)
+        return self.reply(200, body, "text/event-stream")
+
     def authorised(self):
         return self.headers.get("Authorization", "") == "Bearer " + TOKEN
 
@@ -244,11 +259,14 @@ href="{link}">Sign in as {USER['name']}</a></p>
                 self.world.log(entry)
                 return self.reply(200, transcription(self.world, fields, files))
             if url.path == "/v1/messages":
-                prompt = json.loads(body)["messages"][0]["content"]
+                request = json.loads(body)
+                prompt = request["messages"][0]["content"]
                 kind = "audit" if "find what the editor MISSED" in prompt else "story"
                 entry.update(kind=kind)
                 self.world.log(entry)
                 answer = audit(self.world, prompt) if kind == "audit" else story(self.world, prompt)
+                if request.get("stream"):
+                    return self.reply_events(json.dumps(answer, ensure_ascii=False))
                 return self.reply(200, {"id": "msg_demo", "type": "message", "role": "assistant",
                                         "content": [{"type": "text", "text": json.dumps(answer, ensure_ascii=False)}]})
         except Exception as error:  # a demo stand-in answers, whatever it was sent

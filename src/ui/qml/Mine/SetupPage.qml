@@ -278,7 +278,7 @@ Item {
                             objectName: "targetSlider"
                             Layout.fillWidth: true
                             from: 1
-                            to: 30
+                            to: vm.maxTargetMinutes
                             stepSize: 1
                             snapMode: Slider.SnapAlways
                             value: root.wizard.targetMinutes
@@ -326,7 +326,7 @@ Item {
                             }
                             Item { Layout.fillWidth: true }
                             Text {
-                                text: "30 min"
+                                text: vm.maxTargetText
                                 color: Theme.textMuted
                                 opacity: 0.6
                                 font: Theme.font("caption2")
