@@ -123,6 +123,35 @@ std::optional<CleanedAnswer> readClaudeAnswer(LocalPipeline& pipeline,
     return cleaned;
 }
 
+std::chrono::milliseconds InputTokenPacer::holdFor(qint64 tokens) {
+    const QDateTime now = clock->now();
+    const auto until = [&](const QDateTime& t) {
+        return std::chrono::milliseconds(std::clamp<qint64>(now.msecsTo(t), 0, 60000));
+    };
+    if (pausedUntil.isValid() && now < pausedUntil)
+        return until(pausedUntil);
+    if (!remaining || tokens <= *remaining) {
+        if (remaining)
+            *remaining -= tokens;
+        return std::chrono::milliseconds(0);
+    }
+    pausedUntil = resetAt.isValid() && resetAt > now ? resetAt : now.addSecs(5);
+    remaining.reset(); // whole again by the time it goes
+    return until(pausedUntil);
+}
+
+void InputTokenPacer::answered(const HttpResponse& response) {
+    bool ok = false;
+    const qint64 left =
+        response.header("anthropic-ratelimit-input-tokens-remaining").trimmed().toLongLong(&ok);
+    if (!ok)
+        return;
+    remaining = left;
+    resetAt = QDateTime::fromString(
+        QString::fromLatin1(response.header("anthropic-ratelimit-input-tokens-reset").trimmed()),
+        Qt::ISODate);
+}
+
 QCoro::Task<std::optional<CleanedAnswer>> requestClaude(LocalPipeline& pipeline, QString prompt,
                                                         ClaudeCall call) {
     const std::optional<QByteArray> body = claudeRequestBody(prompt, call);

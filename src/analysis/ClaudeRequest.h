@@ -59,6 +59,18 @@ RequestsAhead::MakeRequest claudeRequest(LocalPipeline& pipeline, QByteArray bod
 std::optional<CleanedAnswer> readClaudeAnswer(LocalPipeline& pipeline,
                                               const std::optional<HttpResponse>& sent, ClaudeCall call);
 
+// The input tokens the service says are left and when they come back: a request of several sent
+// ahead that would not fit waits for the reset instead of being refused and retried.
+struct InputTokenPacer {
+    const Clock* clock = nullptr;
+    std::optional<qint64> remaining;
+    QDateTime resetAt;
+    QDateTime pausedUntil; // every request waits for a reset another is waiting for
+
+    std::chrono::milliseconds holdFor(qint64 tokens);
+    void answered(const HttpResponse& response);
+};
+
 // Sends the prompt and reads the answer; every failure logs its line and gives absent.
 QCoro::Task<std::optional<CleanedAnswer>> requestClaude(LocalPipeline& pipeline, QString prompt,
                                                         ClaudeCall call = {});

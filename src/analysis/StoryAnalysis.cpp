@@ -2,35 +2,55 @@
 
 #include "AnswerText.h"
 #include "ClaudeRequest.h"
-#include "core/DecodeError.h"
 #include "ManualParse.h"
+#include "StorySections.h"
+#include "core/Background.h"
+#include "core/RequestsAhead.h"
+
+#include <QCoroFuture>
+
+#include "core/DecodeError.h"
+#include <algorithm>
+#include <cmath>
 
 namespace ondrel {
 
-QString foldTranscript(const QList<TranscriptSegment>& segments) {
-    QString result;
+QList<FoldedLine> foldLines(const QList<TranscriptSegment>& segments) {
+    QList<FoldedLine> lines;
     QString buffer;
     double blockStart = 0.0;
     double blockEnd = 0.0;
     int blockCount = 0;
-    const auto flush = [&] {
-        result += QLatin1Char('[') + formatFixed(blockStart, 1) + QStringLiteral("s → ") +
-                  formatFixed(blockEnd, 1) + QStringLiteral("s] ") + trimSpacesAndTabs(buffer) +
-                  QLatin1Char('\n');
+    qsizetype first = 0;
+    const auto flush = [&](qsizetype end) {
+        lines.push_back({QLatin1Char('[') + formatFixed(blockStart, 1) + QStringLiteral("s → ") +
+                             formatFixed(blockEnd, 1) + QStringLiteral("s] ") + trimSpacesAndTabs(buffer) +
+                             QLatin1Char('\n'),
+                         first, end});
         buffer.clear();
         blockCount = 0;
     };
-    for (const TranscriptSegment& segment : segments) {
-        if (buffer.isEmpty())
+    for (qsizetype i = 0; i < segments.size(); ++i) {
+        const TranscriptSegment& segment = segments[i];
+        if (buffer.isEmpty()) {
             blockStart = segment.start;
+            first = i;
+        }
         blockEnd = segment.end;
         buffer += QLatin1Char(' ') + segment.text;
         ++blockCount;
         if (blockEnd - blockStart >= 30.0 || blockCount >= 5)
-            flush();
+            flush(i + 1);
     }
     if (!buffer.isEmpty())
-        flush();
+        flush(segments.size());
+    return lines;
+}
+
+QString foldTranscript(const QList<TranscriptSegment>& segments) {
+    QString result;
+    for (const FoldedLine& line : foldLines(segments))
+        result += line.text;
     return result;
 }
 
@@ -125,34 +145,209 @@ Return ONLY a JSON object (no markdown, no code fences) with this structure:
     return p;
 }
 
-QCoro::Task<std::optional<MiningResults>> analyzeStory(LocalPipeline& pipeline, TranscriptResult transcript,
-                                                       double targetMinutes, QString language,
-                                                       QString stylePrompt) {
-    const QString folded = foldTranscript(transcript.segments);
-    pipeline.log(QStringLiteral("  Sending %1 chars to Claude...").arg(characterCount(folded)),
-                 QStringLiteral("dim"));
-    const QString prompt = buildAnalysisPrompt(transcript, targetMinutes, language, stylePrompt);
+namespace {
 
-    // A story past ten minutes needs a longer answer than the documented 8000 tokens hold.
-    const std::optional<CleanedAnswer> answer =
-        co_await requestClaude(pipeline, prompt, storyCall(targetMinutes, prompt.size()));
-    if (!answer)
-        co_return std::nullopt;
-
-    Decoded<MiningResults> decoded = decodeExplained<MiningResults>(answer->data);
+// The documented reading of a story's answer: decoded, else rescued by hand.
+std::optional<MiningResults> readStory(LocalPipeline& pipeline, const CleanedAnswer& answer) {
+    Decoded<MiningResults> decoded = decodeExplained<MiningResults>(answer.data);
     if (auto* results = std::get_if<MiningResults>(&decoded))
-        co_return std::move(*results);
-
+        return std::move(*results);
     const QString key = pipeline.anthropicKey();
     pipeline.log(QStringLiteral("  JSON decode error: ") + std::get<QString>(decoded),
                  QStringLiteral("accent"));
     pipeline.log(QStringLiteral("  Response preview: ") +
-                     redactSecret(leadingCharacters(answer->text, 300), key) + QStringLiteral("..."),
+                     redactSecret(leadingCharacters(answer.text, 300), key) + QStringLiteral("..."),
                  QStringLiteral("dim"));
-    std::optional<MiningResults> recovered = tryManualParse(answer->text);
+    std::optional<MiningResults> recovered = tryManualParse(answer.text);
     if (recovered)
         pipeline.log(QStringLiteral("  ✓ Recovered via manual parse"), QStringLiteral("green"));
-    co_return recovered;
+    return recovered;
+}
+
+// What the analysis sends, made off the main thread: folding and counting a week of transcript
+// takes longer than a frame.
+struct StoryPlan {
+    qsizetype foldedChars = 0;
+    QString prompt; // the one documented request, when the transcript fits
+    struct Section {
+        TranscriptSection part;
+        QByteArray body;
+        ClaudeCall call;
+        qint64 promptTokens = 0;
+    };
+    QList<Section> sections; // else these
+};
+
+StoryPlan planStory(const TranscriptResult& transcript, double targetMinutes, const QString& language,
+                    const QString& stylePrompt) {
+    StoryPlan plan;
+    plan.foldedChars = characterCount(foldTranscript(transcript.segments));
+    if (plan.foldedChars <= kStoryPromptBudgetChars) {
+        plan.prompt = buildAnalysisPrompt(transcript, targetMinutes, language, stylePrompt);
+        return plan;
+    }
+    const double total = transcript.segments.isEmpty() ? 0.0 : transcript.segments.last().end;
+    const QString sourceLanguage = language == QLatin1String("auto") ? transcript.language : language;
+    const QList<TranscriptSection> parts = splitIntoSections(transcript.segments);
+    for (qsizetype k = 0; k < parts.size(); ++k) {
+        StoryPlan::Section section;
+        section.part = parts[k];
+        const QString prompt = buildSectionPrompt(parts[k], k + 1, parts.size(), total, targetMinutes,
+                                                  sourceLanguage, stylePrompt);
+        const double minutes = candidateSecondsFor(parts[k], total, targetMinutes) / 60.0;
+        section.call = callForAnswer(qint64(std::ceil(minutes * kAnswerTokensPerStoryMinute)), prompt.size());
+        section.body = claudeRequestBody(prompt, section.call).value_or(QByteArray());
+        section.promptTokens = promptTokensAtMost(prompt.size());
+        section.part.folded.clear(); // in the body now
+        plan.sections.push_back(std::move(section));
+    }
+    return plan;
+}
+
+struct ChoicePlan {
+    QList<StoryCandidate> candidates;
+    qsizetype leftOut = 0;
+    QString prompt;
+};
+
+ChoicePlan planChoice(QList<StoryCandidate> candidates, qsizetype sections, double total,
+                      double targetMinutes, QString sourceLanguage, QString stylePrompt) {
+    ChoicePlan plan;
+    plan.leftOut = keepStrongestWithin(candidates, kStoryPromptBudgetChars);
+    plan.prompt = buildChoicePrompt(candidates, sections, total, targetMinutes, sourceLanguage, stylePrompt);
+    plan.candidates = std::move(candidates);
+    return plan;
+}
+
+// A transcript over the budget: each section asked for its strongest candidates (two at a time,
+// paced by the service's input tokens), then one request over the candidates picks the story.
+QCoro::Task<std::optional<MiningResults>> analyzeInSections(LocalPipeline& pipeline,
+                                                            TranscriptResult transcript, StoryPlan plan,
+                                                            double targetMinutes, QString language,
+                                                            QString stylePrompt) {
+    const QString accent = QStringLiteral("accent");
+    const QString dim = QStringLiteral("dim");
+    const qsizetype n = plan.sections.size();
+    const double from = pipeline.progress();
+    // Each section and then the choice move on through the step's range, short of where it ends.
+    const auto progressAt = [&](qsizetype k) { return from + (0.7 - from) * double(k + 1) / double(n + 2); };
+
+    InputTokenPacer pacer;
+    pacer.clock = &pipeline.clock();
+    RequestsAhead ahead(pipeline, Service::languageModel, 2);
+    ahead.pace([&pacer, &plan](qsizetype k) { return pacer.holdFor(plan.sections[k].promptTokens); },
+               [&pacer](const HttpResponse& response) { pacer.answered(response); });
+    for (qsizetype k = 0; k < n; ++k)
+        ahead.ready(k, claudeRequest(pipeline, plan.sections[k].body, plan.sections[k].call));
+
+    QList<StoryCandidate> candidates;
+    qsizetype failed = 0;
+    for (qsizetype k = 0; k < n; ++k) {
+        if (pipeline.isCancelled())
+            co_return std::nullopt;
+        pipeline.setProgress(progressAt(k));
+        pipeline.log(QStringLiteral("  Reading section %1 of %2...").arg(k + 1).arg(n), dim);
+        const StoryPlan::Section& section = plan.sections[k];
+        const std::optional<HttpResponse> sent = co_await ahead.take(k);
+        if (pipeline.isCancelled())
+            co_return std::nullopt;
+        const std::optional<CleanedAnswer> answer = readClaudeAnswer(pipeline, sent, section.call);
+        std::optional<CandidateReading> reading = answer ? readCandidates(answer->text) : std::nullopt;
+        if (!reading) {
+            if (answer)
+                pipeline.log(QStringLiteral("  Section %1's answer holds no candidates: ").arg(k + 1) +
+                                 redactSecret(leadingCharacters(answer->text, 200), pipeline.anthropicKey()),
+                             accent);
+            pipeline.log(QStringLiteral("  ⚠ Section %1 failed, skipping").arg(k + 1), accent);
+            ++failed;
+            continue;
+        }
+        if (reading->rescued)
+            pipeline.log(QStringLiteral("  ✓ Recovered %1 candidates of section %2's damaged answer")
+                             .arg(reading->candidates.size())
+                             .arg(k + 1),
+                         QStringLiteral("green"));
+        if (const qsizetype outside =
+                keepCandidatesWithin(reading->candidates, section.part.start, section.part.end))
+            pipeline.log(QStringLiteral("  ⚠ Section %1: %2 candidate%3 outside its time, dropped")
+                             .arg(k + 1)
+                             .arg(outside)
+                             .arg(plural(outside)),
+                         accent);
+        candidates += reading->candidates;
+    }
+    // A fifth of the footage unread would leave days out of the story without a word.
+    if (failed * 5 > n) {
+        pipeline.log(
+            QStringLiteral("  ✗ %1 of %2 sections failed — the story would leave out too much of the "
+                           "footage")
+                .arg(failed)
+                .arg(n),
+            accent);
+        co_return std::nullopt;
+    }
+    if (const qsizetype merged = mergeDuplicateCandidates(candidates))
+        pipeline.log(QStringLiteral("  Merged %1 duplicate candidate%2").arg(merged).arg(plural(merged)),
+                     dim);
+    if (candidates.isEmpty()) {
+        pipeline.log(QStringLiteral("  ✗ The sections offered no candidates"), accent);
+        co_return std::nullopt;
+    }
+
+    pipeline.setProgress(progressAt(n));
+    pipeline.log(QStringLiteral("  Choosing the story from %1 candidates...").arg(candidates.size()), dim);
+    const double total = transcript.segments.isEmpty() ? 0.0 : transcript.segments.last().end;
+    const QString sourceLanguage = language == QLatin1String("auto") ? transcript.language : language;
+    QFuture<ChoicePlan> planned =
+        onWorkerThread([candidates, n, total, targetMinutes, sourceLanguage, stylePrompt] {
+            return planChoice(candidates, n, total, targetMinutes, sourceLanguage, stylePrompt);
+        });
+    const ChoicePlan choice = co_await planned;
+    if (pipeline.isCancelled())
+        co_return std::nullopt;
+    if (choice.leftOut > 0)
+        pipeline.log(QStringLiteral("  Keeping the %1 strongest of %2 candidates")
+                         .arg(choice.candidates.size())
+                         .arg(candidates.size()),
+                     dim);
+    const std::optional<CleanedAnswer> answer =
+        co_await requestClaude(pipeline, choice.prompt, storyCall(targetMinutes, choice.prompt.size()));
+    if (!answer)
+        co_return std::nullopt;
+    std::optional<MiningResults> story = readStory(pipeline, *answer);
+    if (!story)
+        co_return std::nullopt;
+    if (const qsizetype dropped = keepMomentsOfCandidates(*story, choice.candidates))
+        pipeline.log(QStringLiteral("  ⚠ Dropped %1 moment%2 that no candidate holds")
+                         .arg(dropped)
+                         .arg(plural(dropped)),
+                     accent);
+    co_return story;
+}
+
+} // namespace
+
+QCoro::Task<std::optional<MiningResults>> analyzeStory(LocalPipeline& pipeline, TranscriptResult transcript,
+                                                       double targetMinutes, QString language,
+                                                       QString stylePrompt) {
+    QFuture<StoryPlan> planned = onWorkerThread([transcript, targetMinutes, language, stylePrompt] {
+        return planStory(transcript, targetMinutes, language, stylePrompt);
+    });
+    StoryPlan plan = co_await planned;
+    if (pipeline.isCancelled())
+        co_return std::nullopt;
+    pipeline.log(QStringLiteral("  Sending %1 chars to Claude...").arg(plan.foldedChars),
+                 QStringLiteral("dim"));
+    if (!plan.sections.isEmpty())
+        co_return co_await analyzeInSections(pipeline, std::move(transcript), std::move(plan), targetMinutes,
+                                             std::move(language), std::move(stylePrompt));
+
+    // A story past ten minutes needs a longer answer than the documented 8000 tokens hold.
+    const std::optional<CleanedAnswer> answer =
+        co_await requestClaude(pipeline, plan.prompt, storyCall(targetMinutes, plan.prompt.size()));
+    if (!answer)
+        co_return std::nullopt;
+    co_return readStory(pipeline, *answer);
 }
 
 } // namespace ondrel

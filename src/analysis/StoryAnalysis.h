@@ -13,6 +13,13 @@ namespace ondrel {
 
 // Segments merged into lines of at most five segments; a line closes once it spans 30 s.
 QString foldTranscript(const QList<TranscriptSegment>& segments);
+// The same lines one by one, each with the segments [first, end) it holds.
+struct FoldedLine {
+    QString text; // with its line break
+    qsizetype first = 0;
+    qsizetype end = 0;
+};
+QList<FoldedLine> foldLines(const QList<TranscriptSegment>& segments);
 
 // The analysis prompt, exact to the byte.
 QString buildAnalysisPrompt(const TranscriptResult& transcript, double targetMinutes, const QString& language,

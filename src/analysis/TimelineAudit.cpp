@@ -2,7 +2,12 @@
 
 #include "AnswerText.h"
 #include "ClaudeRequest.h"
+#include "StorySections.h"
+#include "core/Background.h"
 #include "core/DecodeError.h"
+#include "core/RequestsAhead.h"
+
+#include <QCoroFuture>
 
 #include "core/PythonProgram.h"
 
@@ -36,23 +41,174 @@ QCoro::Task<std::optional<QList<TimelineClip>>> readTimelineClips(LocalPipeline&
     co_return std::move(reading.clips);
 }
 
+namespace {
+
+// The documented reading of an audit's answer: decoded, with no manual recovery.
+std::optional<AuditReport> readReport(LocalPipeline& pipeline, const CleanedAnswer& answer) {
+    Decoded<AuditReport> decoded = decodeExplained<AuditReport>(answer.data);
+    if (auto* report = std::get_if<AuditReport>(&decoded))
+        return std::move(*report);
+    pipeline.log(QStringLiteral("  JSON decode error: ") + std::get<QString>(decoded), accent);
+    pipeline.log(QStringLiteral("  Response preview: ") +
+                     redactSecret(leadingCharacters(answer.text, 300), pipeline.anthropicKey()) +
+                     QStringLiteral("..."),
+                 QStringLiteral("dim"));
+    return std::nullopt;
+}
+
+} // namespace
+
 QCoro::Task<std::optional<AuditReport>> analyzeAudit(LocalPipeline& pipeline, QString prompt,
                                                      QList<UsedSegment> usedRanges) {
     Q_UNUSED(usedRanges); // accepted, not merged: the report stands as the model sent it
     const std::optional<CleanedAnswer> answer = co_await requestClaude(pipeline, prompt);
     if (!answer)
         co_return std::nullopt;
-    Decoded<AuditReport> decoded = decodeExplained<AuditReport>(answer->data);
-    if (auto* report = std::get_if<AuditReport>(&decoded))
-        co_return std::move(*report);
-    // No manual recovery for audits.
-    pipeline.log(QStringLiteral("  JSON decode error: ") + std::get<QString>(decoded), accent);
-    pipeline.log(QStringLiteral("  Response preview: ") +
-                     redactSecret(leadingCharacters(answer->text, 300), pipeline.anthropicKey()) +
-                     QStringLiteral("..."),
-                 QStringLiteral("dim"));
-    co_return std::nullopt;
+    co_return readReport(pipeline, *answer);
 }
+
+namespace {
+
+// The audit of one part of a transcript too long for one request.
+struct AuditSection {
+    double start = 0;
+    double end = 0;
+    QByteArray body;
+    qint64 promptTokens = 0;
+};
+
+// A part's prompt: the documented one over the part's own lines and figures, saying which part it is.
+QString sectionAuditPrompt(const AuditFigures& whole, const QList<UsedSegment>& used, const QString& marked,
+                           double start, double end, qsizetype number, qsizetype count) {
+    AuditFigures part = whole;
+    part.usedDuration = 0;
+    for (const UsedSegment& range : used)
+        part.usedDuration += std::max(0.0, std::min(range.endTime, end) - std::max(range.startTime, start));
+    part.totalDuration = std::max(end - start, 1.0);
+    part.coverage = part.usedDuration / part.totalDuration * 100.0;
+    QString prompt = buildAuditPrompt(part, marked);
+    prompt.replace(
+        QStringLiteral("- Below is the FULL transcript with [USED] and [UNUSED] markers"),
+        QStringLiteral("- Below is part %1 of %2 of the transcript (").arg(number).arg(count) +
+            formatFixed(start, 0) + QStringLiteral("s to ") + formatFixed(end, 0) +
+            QStringLiteral("s) with [USED] and [UNUSED] markers; the other parts are reviewed on their "
+                           "own, and the figures above are this part's"));
+    prompt.replace(QStringLiteral("FULL TRANSCRIPT:\n"),
+                   QStringLiteral("TRANSCRIPT, PART %1 OF %2:\n").arg(number).arg(count));
+    return prompt;
+}
+
+struct AuditPlan {
+    QString prompt; // the documented request, when the transcript fits
+    QList<AuditSection> sections;
+};
+
+AuditPlan planAudit(const QList<TranscriptSegment>& segments, const QList<UsedSegment>& used,
+                    const AuditFigures& figures) {
+    const QString marked = markedTranscript(segments, used);
+    AuditPlan plan;
+    if (marked.size() <= kStoryPromptBudgetChars) {
+        plan.prompt = buildAuditPrompt(figures, marked);
+        return plan;
+    }
+    // The same line for each segment as the whole marked transcript.
+    QList<QString> lines;
+    QList<qsizetype> sizes;
+    for (const TranscriptSegment& segment : segments) {
+        lines << markedTranscript({segment}, used);
+        sizes << lines.last().size();
+    }
+    const auto runs = splitLines(sizes, kStoryPromptBudgetChars);
+    for (qsizetype k = 0; k < runs.size(); ++k) {
+        const auto [first, end] = runs[k];
+        QString part;
+        for (qsizetype i = first; i < end; ++i)
+            part += lines[i];
+        AuditSection section;
+        section.start = segments[first].start;
+        section.end = segments[end - 1].end;
+        const QString prompt =
+            sectionAuditPrompt(figures, used, part, section.start, section.end, k + 1, runs.size());
+        section.body = claudeRequestBody(prompt).value_or(QByteArray());
+        section.promptTokens = promptTokensAtMost(prompt.size());
+        plan.sections.push_back(std::move(section));
+    }
+    return plan;
+}
+
+// The parts' reports as one: every finding, the gold strongest first, the themes once, the score
+// weighed by each part's length.
+AuditReport mergeReports(const QList<std::pair<AuditReport, double>>& parts, double coverage) {
+    AuditReport merged;
+    merged.coveragePercent = coverage;
+    double weights = 0;
+    QStringList summaries;
+    for (const auto& [report, weight] : parts) {
+        merged.usedSegments += report.usedSegments;
+        merged.buriedGold += report.buriedGold;
+        merged.redundancies += report.redundancies;
+        merged.alternates += report.alternates;
+        for (const QString& theme : report.themeGaps)
+            if (!merged.themeGaps.contains(theme, Qt::CaseInsensitive))
+                merged.themeGaps << theme;
+        merged.confidenceScore += report.confidenceScore * weight;
+        weights += weight;
+        if (!report.summary.trimmed().isEmpty())
+            summaries << report.summary.trimmed();
+    }
+    std::stable_sort(
+        merged.buriedGold.begin(), merged.buriedGold.end(),
+        [](const GoldMoment& a, const GoldMoment& b) { return a.emotionalWeight > b.emotionalWeight; });
+    merged.confidenceScore = weights > 0 ? merged.confidenceScore / weights : 0;
+    merged.summary = summaries.join(QStringLiteral("\n\n"));
+    return merged;
+}
+
+// A transcript over the budget: each part audited on its own, two at a time, paced by the service's
+// input tokens, and the reports merged; more than a fifth of the parts failing fails the audit.
+QCoro::Task<std::optional<AuditReport>> auditInSections(LocalPipeline& pipeline, AuditPlan plan,
+                                                        double coverage) {
+    const qsizetype n = plan.sections.size();
+    InputTokenPacer pacer;
+    pacer.clock = &pipeline.clock();
+    RequestsAhead ahead(pipeline, Service::languageModel, 2);
+    ahead.pace([&pacer, &plan](qsizetype k) { return pacer.holdFor(plan.sections[k].promptTokens); },
+               [&pacer](const HttpResponse& response) { pacer.answered(response); });
+    for (qsizetype k = 0; k < n; ++k)
+        ahead.ready(k, claudeRequest(pipeline, plan.sections[k].body, {}));
+    QList<std::pair<AuditReport, double>> reports;
+    qsizetype failed = 0;
+    for (qsizetype k = 0; k < n; ++k) {
+        if (pipeline.isCancelled())
+            co_return std::nullopt;
+        pipeline.setProgress(0.6 + 0.4 * double(k + 1) / double(n + 1));
+        pipeline.log(QStringLiteral("  Reading section %1 of %2...").arg(k + 1).arg(n),
+                     QStringLiteral("dim"));
+        const std::optional<HttpResponse> sent = co_await ahead.take(k);
+        if (pipeline.isCancelled())
+            co_return std::nullopt;
+        const std::optional<CleanedAnswer> answer = readClaudeAnswer(pipeline, sent, {});
+        const std::optional<AuditReport> report = answer ? readReport(pipeline, *answer) : std::nullopt;
+        if (!report) {
+            pipeline.log(QStringLiteral("  ⚠ Section %1 failed, skipping").arg(k + 1), accent);
+            ++failed;
+            continue;
+        }
+        reports.push_back({*report, plan.sections[k].end - plan.sections[k].start});
+    }
+    if (failed * 5 > n) {
+        pipeline.log(
+            QStringLiteral("  ✗ %1 of %2 sections failed — the audit would leave out too much of the "
+                           "footage")
+                .arg(failed)
+                .arg(n),
+            accent);
+        co_return std::nullopt;
+    }
+    co_return mergeReports(reports, coverage);
+}
+
+} // namespace
 
 QCoro::Task<void> auditTimeline(LocalPipeline& pipeline, QString timeline) {
     pipeline.reset();
@@ -120,14 +276,20 @@ QCoro::Task<void> auditTimeline(LocalPipeline& pipeline, QString timeline) {
                  QStringLiteral("dim"));
     pipeline.setProgress(0.5);
 
-    const QString marked = markedTranscript(transcript->segments, used);
     pipeline.log(QStringLiteral("⛏ Claude analyzing for buried gold..."), accent);
     pipeline.setProgress(0.6);
+    // Marking and splitting a week of transcript takes longer than a frame.
+    QFuture<AuditPlan> planned = onWorkerThread(
+        [segments = transcript->segments, used, figures] { return planAudit(segments, used, figures); });
+    AuditPlan plan = co_await planned;
     if (pipeline.isCancelled())
         co_return; // nothing is asked of the model for a cancelled audit
 
-    const std::optional<AuditReport> report =
-        co_await analyzeAudit(pipeline, buildAuditPrompt(figures, marked), used);
+    std::optional<AuditReport> report;
+    if (plan.sections.isEmpty())
+        report = co_await analyzeAudit(pipeline, plan.prompt, used);
+    else
+        report = co_await auditInSections(pipeline, std::move(plan), figures.coverage);
     if (!report) {
         pipeline.fail(QStringLiteral("Claude analysis failed"));
         co_return;

@@ -21,6 +21,8 @@ struct RequestsAhead::State {
     std::map<qsizetype, QCoro::Task<Outcome>> sent;
     std::map<qsizetype, QList<std::chrono::seconds>> retriesBeforeTurn;
     std::set<qsizetype> readied;
+    std::function<std::chrono::milliseconds(qsizetype)> holdBefore;
+    std::function<void(const HttpResponse&)> answered;
 };
 
 RequestsAhead::RequestsAhead(LocalPipeline& pipeline, Service service, int most)
@@ -50,6 +52,12 @@ void RequestsAhead::ready(qsizetype index, MakeRequest make) {
     m_state->readied.insert(index);
     m_state->waiting.emplace(index, std::move(make));
     pump(m_state);
+}
+
+void RequestsAhead::pace(std::function<std::chrono::milliseconds(qsizetype)> holdBefore,
+                         std::function<void(const HttpResponse&)> answered) {
+    m_state->holdBefore = std::move(holdBefore);
+    m_state->answered = std::move(answered);
 }
 
 bool RequestsAhead::isReady(qsizetype index) const {
@@ -95,8 +103,19 @@ QCoro::Task<RequestsAhead::Outcome> RequestsAhead::send(std::shared_ptr<State> s
         else
             s->retriesBeforeTurn[index].push_back(wait);
     };
-    Outcome outcome = co_await sendRetryingRefusals(state->pipeline->network(), std::move(make),
-                                                    state->service, state->aborter, std::move(hooks));
+    Outcome outcome;
+    const std::chrono::milliseconds hold =
+        state->holdBefore ? state->holdBefore(index) : std::chrono::milliseconds(0);
+    if (hold.count() > 0 && !co_await waitUnlessStopped(hold, state->aborter)) {
+        HttpResponse stopped;
+        stopped.errorText = kStoppedText;
+        outcome = stopped;
+    } else {
+        outcome = co_await sendRetryingRefusals(state->pipeline->network(), std::move(make), state->service,
+                                                state->aborter, std::move(hooks));
+    }
+    if (outcome && state->answered && !state->closed)
+        state->answered(*outcome);
     --state->open;
     if (outcome && outcome->transportOk && outcome->status >= 200 && outcome->status <= 299 &&
         ++state->answersSinceGrowth >= kAnswersToGrow) {

@@ -49,6 +49,11 @@ public:
     // far are logged now, later ones as they come.
     QCoro::Task<Outcome> take(qsizetype index);
 
+    // Before an item goes out (also ahead of its turn) `holdBefore` may hold it, for a service that
+    // meters what it is sent; `answered` sees every outcome.
+    void pace(std::function<std::chrono::milliseconds(qsizetype index)> holdBefore,
+              std::function<void(const HttpResponse&)> answered);
+
     int openLimit() const;
     // Every request and retry wait stops with this; a cancel of the pipeline stops it too.
     std::shared_ptr<StopSignal> aborter() const;

@@ -1,9 +1,12 @@
 // The audit of a finished cut on the fake Resolve, with a cached transcript and a fake model.
 #include "AnalysisTestSupport.h"
 
+#include "analysis/StorySections.h"
 #include "analysis/TimelineAudit.h"
 
 #include <gtest/gtest.h>
+
+#include <QRegularExpression>
 
 #include <functional>
 
@@ -266,4 +269,76 @@ TEST(Audit, SlotsOnTheTranscriptClockAndWholeContainment) {
     EXPECT_EQ(markedTranscript(segments, used), "[USED] [0.0s → 10.0s] a\n[USED] [2.0s → 8.0s] b\n"
                                                 "[UNUSED] [-0.0s → 5.0s] c\n[UNUSED] [5.0s → 10.0s] d\n"
                                                 "[UNUSED] [9.0s → 601.5s] e\n[USED] [601.0s → 602.0s] f\n");
+}
+
+// The audit of a cut of a week of footage reads the transcript in the same sections as a long
+// story, each audited on its own (one failure of six is skipped), and the reports become one.
+TEST(Audit, ALongCutIsAuditedInSectionsAndTheReportsMerged) {
+    const QRegularExpression partOf(R"(part (\d+) of (\d+) of the transcript)");
+    for (const bool twoFail : {false, true}) {
+        SCOPED_TRACE(twoFail ? "two of six fail" : "one of six fails");
+        AuditRig rig;
+        QList<TranscriptSegment> segments;
+        for (int i = 0; i < 24000; ++i)
+            segments.push_back(
+                {8.0 * i, 8.0 * i + 6,
+                 QStringLiteral("mi padre volvió del mar con una historia que nadie quiso creer %1").arg(i),
+                 "es"});
+        rig.transcript = TranscriptResult{segments, "es"};
+        rig.server.answerWith("/v1/messages", [&](const RecordedRequest& r) -> ScriptedResponse {
+            const auto body = parseJson(r.body);
+            const QString prompt =
+                QString::fromStdString((*body)["messages"][0]["content"].get<std::string>());
+            const int part = partOf.match(prompt).captured(1).toInt();
+            if (part == 2 || (twoFail && part == 5))
+                return {500, "overloaded"};
+            const Json report = {{"coveragePercent", 1},
+                                 {"usedSegments", Json::array()},
+                                 {"buriedGold",
+                                  {{{"startTime", part * 1000},
+                                    {"endTime", part * 1000 + 20},
+                                    {"text", "t"},
+                                    {"reason", "r"},
+                                    {"emotionalWeight", part}}}},
+                                 {"redundancies", Json::array()},
+                                 {"alternates", Json::array()},
+                                 {"themeGaps", {"the sea", "The Sea", "part " + std::to_string(part)}},
+                                 {"confidenceScore", 10 * part},
+                                 {"summary", "Part " + std::to_string(part) + "."}};
+            return {200, claudeBody(QString::fromStdString(report.dump()))};
+        });
+        QCoro::waitFor(rig.p().auditTimeline(kTimeline));
+        QStringList reading;
+        for (int k = 1; k <= 6; ++k)
+            reading << QStringLiteral("  Reading section %1 of 6...").arg(k);
+        const QStringList texts = rig.texts();
+        const qsizetype first = texts.indexOf(reading[0]);
+        ASSERT_GE(first, 0) << texts.join("\n").toStdString();
+        EXPECT_EQ(rig.server.requests().size(), 6);
+        EXPECT_LE(rig.server.mostOpenAtOnce(), 2);
+        for (const RecordedRequest& r : rig.server.requests())
+            EXPECT_LE(r.body.size(), kStoryPromptBudgetChars * 2);
+        if (twoFail) {
+            EXPECT_EQ(texts.last(), "✗ Claude analysis failed");
+            EXPECT_TRUE(texts.contains(
+                "  ✗ 2 of 6 sections failed — the audit would leave out too much of the footage"));
+            EXPECT_FALSE(rig.p().auditReport());
+            continue;
+        }
+        EXPECT_EQ(texts.mid(first, 3),
+                  (QStringList{reading[0], reading[1], "  Claude HTTP error: overloaded"}));
+        EXPECT_EQ(texts[first + 3], "  ⚠ Section 2 failed, skipping");
+        ASSERT_TRUE(rig.p().auditReport());
+        const AuditReport& report = *rig.p().auditReport();
+        QList<qint64> weights;
+        for (const GoldMoment& gold : report.buriedGold)
+            weights << gold.emotionalWeight;
+        EXPECT_EQ(weights, (QList<qint64>{6, 5, 4, 3, 1}));
+        EXPECT_EQ(report.themeGaps,
+                  (QStringList{"the sea", "part 1", "part 3", "part 4", "part 5", "part 6"}));
+        EXPECT_GT(report.confidenceScore, 10);
+        EXPECT_LT(report.confidenceScore, 60);
+        EXPECT_EQ(report.summary, "Part 1.\n\nPart 3.\n\nPart 4.\n\nPart 5.\n\nPart 6.");
+        EXPECT_EQ(texts.last(), "✓ Audit complete!");
+    }
 }
