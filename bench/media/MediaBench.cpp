@@ -6,6 +6,7 @@
 // (default hours: 1 4; the sources, several GB for 4 h, go to a temporary folder unless --dir).
 // Each figure is the best of three rounds.
 #include "core/Text.h"
+#include "media/ChunkUploads.h"
 #include "media/MediaSteps.h"
 
 #include <QCoreApplication>
@@ -174,10 +175,11 @@ int main(int argc, char** argv) {
         row.chunkDocumented = seconds([&] {
             for (int i = 0; i < chunks.size(); ++i)
                 QCoro::waitFor(pipeline.tools().runProcess(
-                    pipeline.toolPaths().ffmpeg, chunkArguments(*wav, i, chunkPath(documented, i), false)));
+                    pipeline.toolPaths().ffmpeg,
+                    chunkArguments(*wav, i, flacChunkPath(documented, i), false)));
         });
         for (int i = 0; i < chunks.size(); ++i) {
-            QFile a(chunks[i]), b(chunkPath(documented, i));
+            QFile a(chunks[i]), b(flacChunkPath(documented, i));
             a.open(QIODevice::ReadOnly);
             b.open(QIODevice::ReadOnly);
             row.identical = row.identical && a.readAll() == b.readAll();

@@ -26,7 +26,7 @@ StepOperations StepOperations::absent() {
     s.loadCachedTranscript = [](LocalPipeline&, const QStringList&) -> std::optional<TranscriptResult> {
         return std::nullopt;
     };
-    s.extractAudio = [](LocalPipeline&, QStringList) -> QCoro::Task<std::optional<QString>> {
+    s.extractAudio = [](LocalPipeline&, QStringList, QString) -> QCoro::Task<std::optional<QString>> {
         co_return std::nullopt;
     };
     s.chunkAudio = [](LocalPipeline&, QString) -> QCoro::Task<QStringList> { co_return QStringList(); };
@@ -111,6 +111,9 @@ QCoro::Task<LocalPipeline::Entry> LocalPipeline::enter() {
     // Let go of when the entry ends, before its turn passes on (members go in reverse order).
     std::shared_ptr<void> scope(new int(0), [this](void* marker) {
         delete static_cast<int*>(marker);
+        // Taken out first: what it holds may still stop work of this entry as it goes.
+        const QHash<QByteArray, std::shared_ptr<void>> left = std::exchange(m_entryState, {});
+        Q_UNUSED(left);
         m_stop.reset();
     });
     co_return Entry{std::move(turn), std::move(scope)};
@@ -323,7 +326,7 @@ QCoro::Task<> LocalPipeline::run(QString timeline, MiningMode mode, double targe
         setProgress(0.05);
         log(QStringLiteral("Extracting audio from timeline..."));
 
-        const std::optional<QString> audio = co_await m_steps.extractAudio(*this, mediaPaths);
+        const std::optional<QString> audio = co_await m_steps.extractAudio(*this, mediaPaths, language);
         if (!audio) {
             fail(QStringLiteral("Audio extraction failed"));
             co_return;

@@ -55,7 +55,10 @@ struct StepOperations {
     Fn<QCoro::Task<std::optional<QStringList>>(LocalPipeline&, QString timeline)> getTimelineMedia;
     Fn<QCoro::Task<void>(LocalPipeline&, QStringList paths)> probeAllMedia;
     Fn<std::optional<TranscriptResult>(LocalPipeline&, const QStringList& mediaPaths)> loadCachedTranscript;
-    Fn<QCoro::Task<std::optional<QString>>(LocalPipeline&, QStringList mediaPaths)> extractAudio;
+    // `language` is the one the chunks will be transcribed in, so their requests may leave while
+    // the extraction goes on.
+    Fn<QCoro::Task<std::optional<QString>>(LocalPipeline&, QStringList mediaPaths, QString language)>
+        extractAudio;
     Fn<QCoro::Task<QStringList>(LocalPipeline&, QString wavPath)> chunkAudio;
     Fn<QCoro::Task<std::optional<TranscriptResult>>(LocalPipeline&, QStringList chunks, QString language)>
         transcribe;
@@ -172,6 +175,10 @@ public:
     const Json* probeOutput(const QString& path) const;
     void clearProbeOutputs() { m_probeOutputs.clear(); }
 
+    // What a subsystem's step leaves for a later step of the same entry (requests that went out
+    // ahead of their step), by a key of its own; let go of when the entry ends.
+    std::shared_ptr<void>& entryState(const QByteArray& key) { return m_entryState[key]; }
+
     // ---- for the wizard: a story it shows without a run (a saved project, the edited list) ----
     void presentStory(std::optional<MiningResults> results, std::optional<QStringList> mediaPaths,
                       std::optional<QString> exportDir);
@@ -261,6 +268,7 @@ private:
     QDateTime m_startTime;
     int m_waitingForTurn = 0;
     QHash<QString, Json> m_probeOutputs;
+    QHash<QByteArray, std::shared_ptr<void>> m_entryState;
 };
 
 // "s" when the count is not 1.

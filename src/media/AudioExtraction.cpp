@@ -1,5 +1,6 @@
 #include "AudioExtraction.h"
 
+#include "ChunkUploads.h"
 #include "MediaProbe.h"
 #include "MediaSupport.h"
 #include "PcmWav.h"
@@ -235,7 +236,21 @@ ExtractionPlan planExtraction(const QList<SourceAudio>& sources, const QString& 
     return plan;
 }
 
-QCoro::Task<std::optional<QString>> extractAudio(LocalPipeline& pipeline, QStringList mediaPaths) {
+namespace {
+
+// The old chunks (hundreds of megabytes) deleted off the event loop, and the folder made anew.
+QCoro::Task<> renewChunksDir(QString dir) {
+    QFuture<bool> renewed = onWorkerThread([dir] {
+        QDir(dir).removeRecursively();
+        return QDir().mkpath(dir);
+    });
+    co_await renewed;
+}
+
+} // namespace
+
+QCoro::Task<std::optional<QString>> extractAudio(LocalPipeline& pipeline, QStringList mediaPaths,
+                                                 std::optional<QString> transcribeIn) {
     const AppPaths& paths = pipeline.paths();
     if (!QDir().mkpath(media::workDir(paths)))
         co_return std::nullopt;
@@ -270,12 +285,20 @@ QCoro::Task<std::optional<QString>> extractAudio(LocalPipeline& pipeline, QStrin
     if (!plan.piecesList.isEmpty() &&
         (!pieces.isValid() || !writeFileAtomically(piecesListPath(pieces.path()), plan.piecesList.toUtf8())))
         co_return std::nullopt;
+    std::shared_ptr<ChunkUploads> uploads;
+    if (transcribeIn) {
+        co_await renewChunksDir(media::chunksDir(paths));
+        uploads = ChunkUploads::begin(pipeline, *transcribeIn);
+        uploads->watch(partial);
+    }
     bool ok = true;
     for (const QStringList& args : plan.runs) {
         ok = co_await pipeline.tools().runProcess(pipeline.toolPaths().ffmpeg, args);
         if (!ok)
             break;
     }
+    if (uploads)
+        co_await uploads->stopWatching();
     std::error_code error;
     if (ok)
         std::filesystem::rename(QFile::encodeName(partial).toStdString(),
@@ -284,6 +307,8 @@ QCoro::Task<std::optional<QString>> extractAudio(LocalPipeline& pipeline, QStrin
         QFile::remove(partial);
         co_return std::nullopt;
     }
+    if (uploads)
+        uploads->setSource(output);
     co_return output;
 }
 
@@ -320,10 +345,6 @@ bool isExtractedPcmWav(const QString& path) {
     return false;
 }
 
-QString chunkPath(const QString& dir, int index) {
-    return dir + QStringLiteral("/chunk_") + QString::asprintf("%03d", index) + QStringLiteral(".wav");
-}
-
 int chunkCount(double duration) {
     if (!(duration > 0))
         return 0;
@@ -340,39 +361,39 @@ QStringList chunkArguments(const QString& input, int index, const QString& outpu
     else
         args << QStringLiteral("-i") << input << QStringLiteral("-ss") << start;
     args << QStringLiteral("-t") << formatDouble(kChunkSeconds);
-    args << pcmOutputArgs(output);
+    args << (output.endsWith(QLatin1String(".flac")) ? media::flacOutputArgs(output) : pcmOutputArgs(output));
     return args;
-}
-
-QStringList cutPcmChunks(const QString& source, const PcmWav& wav, const QString& dir,
-                         const std::shared_ptr<StopSignal>& stop) {
-    const qint64 perChunk = qint64(kChunkSeconds) * 16000;
-    const int count = chunkCount(wav.duration());
-    QStringList chunks;
-    for (int i = 0; i < count; ++i) {
-        if (stop && stop->isStopped())
-            break;
-        const qint64 first = qint64(i) * perChunk;
-        const QString out = chunkPath(dir, i);
-        if (writePcmSlice(source, wav, first, std::min(perChunk, wav.samples - first), out))
-            chunks << out;
-    }
-    return chunks;
 }
 
 QCoro::Task<QStringList> chunkAudio(LocalPipeline& pipeline, QString wavPath) {
     const QString dir = media::chunksDir(pipeline.paths());
-    const std::optional<PcmWav> wav = readPcmWav(wavPath);
-    // Hundreds of megabytes of old chunks deleted and new ones written: off the event loop.
-    auto renew = [dir, wavPath, wav, stop = pipeline.stopSignal()] {
-        QDir(dir).removeRecursively();
-        QDir().mkpath(dir);
-        return wav ? cutPcmChunks(wavPath, *wav, dir, stop) : QStringList();
-    };
-    QFuture<QStringList> renewed = onWorkerThread(std::move(renew));
-    const QStringList cut = co_await renewed;
-    if (wav)
-        co_return cut.isEmpty() ? QStringList{wavPath} : cut;
+    // Going on from the chunks the extraction cut while it ran, whose requests are out already.
+    if (const std::shared_ptr<ChunkUploads> uploads = ChunkUploads::of(pipeline);
+        uploads && uploads->source() == wavPath) {
+        if (co_await uploads->cutRest(wavPath))
+            co_return uploads->chunks().isEmpty() ? QStringList{wavPath} : uploads->chunks();
+        if (pipeline.isCancelled())
+            co_return QStringList();
+    }
+    co_await renewChunksDir(dir);
+    if (const std::optional<PcmWav> wav = readPcmWav(wavPath)) {
+        const qint64 perChunk = qint64(kChunkSeconds) * 16000;
+        const int count = chunkCount(wav->duration());
+        QStringList chunks;
+        for (int i = 0; i < count; ++i) {
+            const qint64 first = qint64(i) * perChunk;
+            const QString out = flacChunkPath(dir, i);
+            const bool ok = co_await pipeline.tools().runProcess(
+                pipeline.toolPaths().ffmpeg,
+                flacChunkArguments(wavPath, wav->header.size(), first,
+                                   std::min(perChunk, wav->samples - first), out));
+            if (ok)
+                chunks << out;
+            else
+                QFile::remove(out); // what a stopped ffmpeg left is no chunk
+        }
+        co_return chunks.isEmpty() ? QStringList{wavPath} : chunks;
+    }
 
     QStringList probeArgs;
     probeArgs << QStringLiteral("-v") << QStringLiteral("quiet") << QStringLiteral("-show_entries")
@@ -387,7 +408,7 @@ QCoro::Task<QStringList> chunkAudio(LocalPipeline& pipeline, QString wavPath) {
     const bool seekBeforeInput = isExtractedPcmWav(wavPath);
     QStringList chunks;
     for (int i = 0; i < count; ++i) {
-        const QString out = chunkPath(dir, i);
+        const QString out = flacChunkPath(dir, i);
         const bool ok = co_await pipeline.tools().runProcess(
             pipeline.toolPaths().ffmpeg, chunkArguments(wavPath, i, out, seekBeforeInput));
         if (ok)

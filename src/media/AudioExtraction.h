@@ -59,28 +59,26 @@ ExtractionPlan planExtraction(const QList<SourceAudio>& sources, const QString& 
                               const QString& piecesDir, const QString& output,
                               int inputsPerRun = kInputsPerRun);
 
-QCoro::Task<std::optional<QString>> extractAudio(LocalPipeline& pipeline, QStringList mediaPaths);
+// With `transcribeIn`, each chunk of 300 s is cut as FLAC as soon as ffmpeg has written its
+// samples, and its request in that language goes out while the rest is still being extracted
+// (ChunkUploads); chunkAudio and transcribe of the same entry go on from there.
+QCoro::Task<std::optional<QString>> extractAudio(LocalPipeline& pipeline, QStringList mediaPaths,
+                                                 std::optional<QString> transcribeIn = std::nullopt);
 
 // ---- chunking -------------------------------------------------------------------------------
 
 // True for a WAV in the extraction's own format: PCM, 16-bit, mono, 16 kHz.
 bool isExtractedPcmWav(const QString& path);
 
-// ffmpeg's arguments for chunk `index`. On the extraction's own PCM WAV the seek goes before the
-// input, which reads only the chunk's own samples and writes the same bytes as the seek after it.
+// ffmpeg's arguments for chunk `index` of a file in another layout than the extraction's own: the
+// documented cut, written as FLAC (the same samples) when `output` ends in ".flac".
 QStringList chunkArguments(const QString& input, int index, const QString& output, bool seekBeforeInput);
-QString chunkPath(const QString& dir, int index);
 // How many chunks a duration needs (0 for an unreadable one).
 int chunkCount(double duration);
 
-struct PcmWav;
-// The chunks of the extraction's own WAV, copied out of it: the bytes ffmpeg's chunking writes.
-// Stops between chunks once `stop` is given (from a pool thread).
-QStringList cutPcmChunks(const QString& source, const PcmWav& wav, const QString& dir,
-                         const std::shared_ptr<StopSignal>& stop = {});
-
-// The chunks of the extraction's own WAV are copied out of it, off the event loop; any other file
-// is cut by ffmpeg.
+// FLAC chunks of 300 s: those the entry's extraction has cut already and the rest, each encoded
+// from the extraction's own WAV reading only its samples; any other file is cut by ffmpeg as
+// documented, into FLAC.
 QCoro::Task<QStringList> chunkAudio(LocalPipeline& pipeline, QString wavPath);
 
 } // namespace ondrel

@@ -8,7 +8,9 @@ void installMediaSteps(StepOperations& steps) {
     steps.loadCachedTranscript = [](LocalPipeline& p, const QStringList& mediaPaths) {
         return loadCachedTranscript(p, mediaPaths);
     };
-    steps.extractAudio = [](LocalPipeline& p, QStringList mediaPaths) { return extractAudio(p, mediaPaths); };
+    steps.extractAudio = [](LocalPipeline& p, QStringList mediaPaths, QString language) {
+        return extractAudio(p, mediaPaths, language);
+    };
     steps.chunkAudio = [](LocalPipeline& p, QString wavPath) { return chunkAudio(p, wavPath); };
     steps.transcribe = [](LocalPipeline& p, QStringList chunks, QString language) {
         return transcribe(p, chunks, language);

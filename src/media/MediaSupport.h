@@ -29,6 +29,17 @@ inline QStringList pcmOutputArgs(const QString& output) {
             output};
 }
 
+// The same samples as lossless FLAC: what goes up to the speech service, about half the bytes.
+inline QStringList flacOutputArgs(const QString& output) {
+    return {QStringLiteral("-ac"),
+            QStringLiteral("1"),
+            QStringLiteral("-ar"),
+            QStringLiteral("16000"),
+            QStringLiteral("-acodec"),
+            QStringLiteral("flac"),
+            output};
+}
+
 // The work folder of extraction, chunking and word cuts.
 inline QString workDir(const AppPaths& paths) {
     return paths.cacheDir;

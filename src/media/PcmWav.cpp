@@ -3,9 +3,6 @@
 #include <QFile>
 #include <QtEndian>
 
-#include <algorithm>
-#include <vector>
-
 namespace ondrel {
 
 namespace {
@@ -37,10 +34,6 @@ bool isVersionOnlyInfo(const QByteArray& list) {
         return false;
     const quint32 size = le32(list, 8);
     return qint64(12) + size + (size & 1) == list.size();
-}
-
-void setLe32(QByteArray& bytes, qsizetype at, quint32 value) {
-    qToLittleEndian<quint32>(value, bytes.data() + at);
 }
 
 } // namespace
@@ -83,28 +76,6 @@ std::optional<PcmWav> readPcmWav(const QString& path) {
         at = next;
     }
     return std::nullopt;
-}
-
-bool writePcmSlice(const QString& source, const PcmWav& wav, qint64 first, qint64 count,
-                   const QString& output) {
-    QFile in(source), out(output);
-    const qint64 bytes = count * kBytesPerSample;
-    QByteArray header = wav.header;
-    setLe32(header, 4, quint32(header.size() - 8 + bytes));
-    setLe32(header, header.size() - 4, quint32(bytes));
-    bool ok = in.open(QIODevice::ReadOnly) && in.seek(wav.header.size() + first * kBytesPerSample) &&
-              out.open(QIODevice::WriteOnly | QIODevice::Truncate) && out.write(header) == header.size();
-    std::vector<char> buffer(size_t(1) << 20);
-    for (qint64 left = bytes; ok && left > 0;) {
-        const qint64 n = in.read(buffer.data(), std::min<qint64>(left, qint64(buffer.size())));
-        ok = n > 0 && out.write(buffer.data(), n) == n;
-        left -= n;
-    }
-    ok = ok && out.flush();
-    out.close();
-    if (!ok)
-        QFile::remove(output);
-    return ok;
 }
 
 } // namespace ondrel

@@ -1,6 +1,7 @@
 #include "Transcription.h"
 
 #include "AudioExtraction.h"
+#include "ChunkUploads.h"
 #include "MediaSupport.h"
 #include "PcmWav.h"
 #include "core/DecodeError.h"
@@ -20,9 +21,6 @@
 namespace ondrel {
 
 namespace {
-
-constexpr std::chrono::seconds kChunkTimeout{300};
-constexpr std::chrono::seconds kWordTimeout{120};
 
 QByteArray formPart(const QByteArray& boundary, const QByteArray& name, const QByteArray& value) {
     return "--" + boundary + "\r\nContent-Disposition: form-data; name=\"" + name + "\"\r\n\r\n" + value +
@@ -179,27 +177,6 @@ QByteArray newBoundary() {
     return QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper().toLatin1();
 }
 
-QList<HttpBodyPart> whisperMultipartBody(const QByteArray& boundary, const QString& language,
-                                         const QString& granularity, const QString& path) {
-    QByteArray head;
-    head += formPart(boundary, "model", "whisper-1");
-    head += formPart(boundary, "response_format", "verbose_json");
-    head += formPart(boundary, "timestamp_granularities[]", granularity.toUtf8());
-    if (language != QLatin1String("auto"))
-        head += formPart(boundary, "language", language.toUtf8());
-    head += "--" + boundary + "\r\nContent-Disposition: form-data; name=\"file\"; filename=\"" +
-            QFileInfo(path).fileName().toUtf8() + "\"\r\nContent-Type: audio/wav\r\n\r\n";
-    return {{head, {}}, {{}, path}, {"\r\n--" + boundary + "--\r\n", {}}};
-}
-
-QString whisperDecodeError(const QByteArray& body) {
-    return decoderDescription<WhisperResponse>(body);
-}
-
-namespace {
-
-// The request for one audio file, made anew for each attempt (a new boundary each time); absent
-// when the file cannot be opened. The body streams the file from disk as it goes out.
 RequestsAhead::MakeRequest audioRequest(LocalPipeline& pipeline, QString path, QString language,
                                         QString granularity, std::chrono::seconds timeout) {
     return [&pipeline, path, language = whisperLanguageCode(language), granularity,
@@ -211,6 +188,27 @@ RequestsAhead::MakeRequest audioRequest(LocalPipeline& pipeline, QString path, Q
                                     whisperMultipartBody(boundary, language, granularity, path), timeout);
     };
 }
+
+QList<HttpBodyPart> whisperMultipartBody(const QByteArray& boundary, const QString& language,
+                                         const QString& granularity, const QString& path) {
+    QByteArray head;
+    head += formPart(boundary, "model", "whisper-1");
+    head += formPart(boundary, "response_format", "verbose_json");
+    head += formPart(boundary, "timestamp_granularities[]", granularity.toUtf8());
+    if (language != QLatin1String("auto"))
+        head += formPart(boundary, "language", language.toUtf8());
+    head += "--" + boundary + "\r\nContent-Disposition: form-data; name=\"file\"; filename=\"" +
+            QFileInfo(path).fileName().toUtf8() +
+            "\"\r\nContent-Type: " + (path.endsWith(QLatin1String(".flac")) ? "audio/flac" : "audio/wav") +
+            "\r\n\r\n";
+    return {{head, {}}, {{}, path}, {"\r\n--" + boundary + "--\r\n", {}}};
+}
+
+QString whisperDecodeError(const QByteArray& body) {
+    return decoderDescription<WhisperResponse>(body);
+}
+
+namespace {
 
 // One audio file at its turn; a refusal's retry lines go to the log as they come.
 QCoro::Task<std::optional<HttpResponse>> postAudio(LocalPipeline& pipeline, QString path, QString language,
@@ -258,6 +256,8 @@ std::optional<WhisperResponse> readChunkAnswer(LocalPipeline& pipeline,
 QCoro::Task<double> measuredLength(LocalPipeline& pipeline, QString chunk) {
     if (const std::optional<PcmWav> wav = readPcmWav(chunk))
         co_return wav->duration();
+    if (const std::optional<qint64> samples = flacSamples(chunk); samples && *samples > 0)
+        co_return samplesDuration(*samples);
     co_return co_await pipeline.tools().getAudioDuration(chunk);
 }
 
@@ -275,9 +275,17 @@ QCoro::Task<std::optional<TranscriptResult>> transcribe(LocalPipeline& pipeline,
     QList<TranscriptSegment> all;
     double offset = 0;
     const qsizetype n = chunks.size();
-    RequestsAhead ahead(pipeline, Service::speech);
-    for (qsizetype i = 0; i < n; ++i)
-        ahead.ready(i, audioRequest(pipeline, chunks[i], language, QStringLiteral("segment"), kChunkTimeout));
+    // The chunks this entry's extraction cut, whose requests may have gone out already.
+    const std::shared_ptr<ChunkUploads> uploads = ChunkUploads::of(pipeline);
+    const bool early = uploads && uploads->chunks() == chunks && uploads->language() == language;
+    std::optional<RequestsAhead> own;
+    if (!early) {
+        own.emplace(pipeline, Service::speech);
+        for (qsizetype i = 0; i < n; ++i)
+            own->ready(i,
+                       audioRequest(pipeline, chunks[i], language, QStringLiteral("segment"), kChunkTimeout));
+    }
+    RequestsAhead& ahead = early ? uploads->requests() : *own;
     for (qsizetype i = 0; i < n; ++i) {
         if (pipeline.isCancelled())
             co_return std::nullopt;
@@ -299,7 +307,7 @@ QCoro::Task<std::optional<TranscriptResult>> transcribe(LocalPipeline& pipeline,
                          QStringLiteral("accent"));
         }
         // The measured length, so a failed chunk leaves a hole instead of shifting what follows.
-        offset += co_await measuredLength(pipeline, chunk);
+        offset += early ? uploads->lengths()[i] : co_await measuredLength(pipeline, chunk);
     }
     if (all.isEmpty())
         co_return std::nullopt;
@@ -358,13 +366,14 @@ QStringList wordCutArguments(const QString& audio, double startTime, double endT
     else
         args << QStringLiteral("-i") << audio << QStringLiteral("-ss") << start;
     args << QStringLiteral("-t") << formatDouble(endTime - startTime);
-    return args + media::pcmOutputArgs(output);
+    return args + (output.endsWith(QLatin1String(".flac")) ? media::flacOutputArgs(output)
+                                                           : media::pcmOutputArgs(output));
 }
 
 namespace {
 
 QString momentCutPath(const QString& dir, qsizetype index) {
-    return dir + QStringLiteral("/word_seg_%1.wav").arg(index);
+    return dir + QStringLiteral("/word_seg_%1.flac").arg(index);
 }
 
 // A process per moment costs more than the cut itself. So the moments that can be cut go through
@@ -393,7 +402,7 @@ QCoro::Task<QSet<qsizetype>> cutMomentsTogether(LocalPipeline& pipeline, QString
             const StorySegment& s = segments[run[k]];
             args << QStringLiteral("-map") << QStringLiteral("%1:a").arg(k) << QStringLiteral("-t")
                  << formatDouble(s.endTime - s.startTime);
-            args += media::pcmOutputArgs(momentCutPath(dir, run[k]));
+            args += media::flacOutputArgs(momentCutPath(dir, run[k]));
         }
         const bool ok = co_await pipeline.tools().runProcess(pipeline.toolPaths().ffmpeg, args);
         for (const qsizetype i : run) {

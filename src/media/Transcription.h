@@ -3,6 +3,7 @@
 // again at word level.
 
 #include "core/LocalPipeline.h"
+#include "core/RequestsAhead.h"
 
 #include <QByteArray>
 #include <QString>
@@ -24,6 +25,14 @@ QList<HttpBodyPart> whisperMultipartBody(const QByteArray& boundary, const QStri
 // project keeps it) but accepts only its code ("es"). "auto" and codes pass as they are; a word
 // without a code ("unknown") becomes "auto", so no part is sent.
 QString whisperLanguageCode(const QString& language);
+
+constexpr std::chrono::seconds kChunkTimeout{300};
+constexpr std::chrono::seconds kWordTimeout{120};
+
+// The request for one audio file to the speech service, made anew for each attempt (a new boundary
+// each time); absent when the file cannot be opened. The body streams the file as it goes out.
+RequestsAhead::MakeRequest audioRequest(LocalPipeline& pipeline, QString path, QString language,
+                                        QString granularity, std::chrono::seconds timeout);
 
 // A new upper-case UUID for each request.
 QByteArray newBoundary();

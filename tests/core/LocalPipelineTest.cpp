@@ -69,7 +69,8 @@ struct Script {
             hook(p, "cache");
             return cached;
         };
-        s.extractAudio = [this](LocalPipeline& p, QStringList) -> QCoro::Task<std::optional<QString>> {
+        s.extractAudio = [this](LocalPipeline& p, QStringList,
+                                QString) -> QCoro::Task<std::optional<QString>> {
             hook(p, "extract");
             co_return std::optional<QString>(audio); // a copy: GCC 12 moves from a co_returned member
         };

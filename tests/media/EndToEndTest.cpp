@@ -3,6 +3,9 @@
 #include "MediaFixtures.h"
 #include "support/FakeHttpServer.h"
 
+#include <QSet>
+#include <QTest>
+
 using namespace ondrel;
 using namespace ondrel::test;
 
@@ -40,9 +43,9 @@ TEST_F(EndToEnd, TimelineToTranscriptThenTheCacheSparesTheSecondRun) {
     ASSERT_TRUE(makeBroadcastWav(b, 100, 500, 180000000, 1));
     ASSERT_TRUE(makeCameraMov(c, 60, 1000, "01:00:00;12", "30000/1001"));
     writeTimelineState(home, "Interview Cut", {c, b, a});
-    whisper.answerByFileName(kPath, {{"chunk_000.wav", {200, R"({"text":"hola a todos","language":"spanish",
+    whisper.answerByFileName(kPath, {{"chunk_000.flac", {200, R"({"text":"hola a todos","language":"spanish",
                                       "segments":[{"start":0,"end":2,"text":"hola a todos"}]})"}},
-                                     {"chunk_001.wav", {200, R"({"text":"y la cámara","language":"spanish",
+                                     {"chunk_001.flac", {200, R"({"text":"y la cámara","language":"spanish",
                                       "segments":[{"start":1,"end":3,"text":"y la cámara"}]})"}}});
 
     auto first = run();
@@ -124,6 +127,97 @@ TEST_F(EndToEnd, EveryChunkRefusedFailsTheRun) {
                   {"✗ Transcription failed", "accent"},
               }));
     EXPECT_EQ(std::pair(p->step(), p->progress()), std::pair(PipelineStep::error, 0.15));
+}
+
+// The first chunks' requests leave while the rest is still being extracted (and with eight open at
+// most), yet the run's log, progress and transcript are those of one request at a time after
+// chunking; every chunk goes once, as FLAC.
+TEST_F(EndToEnd, ChunksGoUpWhileTheRestIsExtractedAndTheRunReadsTheSame) {
+    const QString a = media + "/A.wav", b = media + "/B.wav";
+    ASSERT_TRUE(makeToneWav(a, 360, 300));
+    ASSERT_TRUE(makeToneWav(b, 360, 500));
+    writeTimelineState(home, "Day", {a, b});
+    // Extraction read at 300 times real time, so the first chunk exists a second before the last.
+    const QString slowFfmpeg = home.path() + "/ffmpeg";
+    writeFile(slowFfmpeg, "#!/bin/sh\ncase \"$*\" in *\"-f concat\"*) exec " +
+                              ToolPaths::platformDefault().ffmpeg.toUtf8() +
+                              " -readrate 300 \"$@\";; esac\nexec " +
+                              ToolPaths::platformDefault().ffmpeg.toUtf8() + " \"$@\"\n");
+    QFile::setPermissions(slowFfmpeg, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+
+    struct Seen {
+        QList<LogLine> log;
+        QList<double> progress;
+        TranscriptResult transcript;
+        bool operator==(const Seen&) const = default;
+    } seen[2];
+    for (const int maxOpen : {1, 8}) {
+        SCOPED_TRACE(maxOpen);
+        QDir(home.paths().transcriptsDir()).removeRecursively(); // no cache of the run before
+        FakeHttpServer speech;
+        std::shared_ptr<LocalPipeline> p;
+        QStringList lastLineAtRequest;
+        speech.answerWith(kPath, [&](const RecordedRequest& r) -> ScriptedResponse {
+            lastLineAtRequest << p->logs().last().text;
+            EXPECT_TRUE(r.body.contains("Content-Type: audio/flac\r\n\r\nfLaC")) << r.fileName().data();
+            const int index = r.fileName().mid(6, 3).toInt();
+            return {200, QStringLiteral(R"({"text":"","language":"spanish","segments":[
+                                            {"start":1,"end":2,"text":"parte %1"}]})")
+                             .arg(index)
+                             .toUtf8()};
+        });
+        PipelineEnvironment env = home.pipelineEnvironment();
+        env.tools.ffmpeg = slowFfmpeg;
+        env.endpoints.openaiHost = speech.baseUrl();
+        env.env.insert(QStringLiteral("OPENAI_API_KEY"), kKey);
+        env.maxOpenRequests = maxOpen;
+        p = mediaPipeline(env);
+        Seen& s = seen[maxOpen > 1];
+        QObject::connect(p.get(), &LocalPipeline::progressChanged, [&] { s.progress << p->progress(); });
+        s.transcript = mine(*p, "Day").transcript;
+        s.log = logLines(*p);
+        QSet<QByteArray> names;
+        for (const RecordedRequest& r : speech.requests())
+            names.insert(r.fileName());
+        EXPECT_EQ(names, (QSet<QByteArray>{"chunk_000.flac", "chunk_001.flac", "chunk_002.flac"}));
+        EXPECT_EQ(speech.requests().size(), 3) << "sent twice";
+        EXPECT_EQ(lastLineAtRequest.value(0),
+                  maxOpen == 1 ? "  Transcribing chunk 1/3..." : "Extracting audio from timeline...");
+    }
+    EXPECT_EQ(seen[1], seen[0]);
+    EXPECT_EQ(seen[0].transcript.segments.size(), 3);
+    EXPECT_EQ(seen[0].transcript.segments[2].start, 601);
+}
+
+// A cancel while chunks go up during the extraction: ffmpeg and the requests out are stopped,
+// nothing more is cut or sent, and nothing of the run is logged after it.
+TEST_F(EndToEnd, ACancelDuringTheExtractionStopsTheChunksGoingUp) {
+    const QString a = media + "/A.wav";
+    ASSERT_TRUE(makeToneWav(a, 900, 300));
+    writeTimelineState(home, "Day", {a});
+    const QString slowFfmpeg = home.path() + "/ffmpeg";
+    writeFile(slowFfmpeg, "#!/bin/sh\ncase \"$*\" in *pcm_s16le*partial.wav*) exec " +
+                              ToolPaths::platformDefault().ffmpeg.toUtf8() +
+                              " -readrate 300 \"$@\";; esac\nexec " +
+                              ToolPaths::platformDefault().ffmpeg.toUtf8() + " \"$@\"\n");
+    QFile::setPermissions(slowFfmpeg, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    whisper.answerAlways(kPath, {200, "{}", "application/json", 600000});
+    PipelineEnvironment env = home.pipelineEnvironment();
+    env.tools.ffmpeg = slowFfmpeg;
+    env.endpoints.openaiHost = whisper.baseUrl();
+    auto p = mediaPipeline(env);
+    QCoro::Task<> mining = p->run("Day", MiningMode::fullMine, 10, "es", {}, std::nullopt, {}, false);
+    ASSERT_TRUE(waitFor([&] { return whisper.requests().size() == 1; }, 60000));
+    const qsizetype lines = p->logs().size();
+    p->cancel();
+    QCoro::waitFor(std::move(mining));
+    EXPECT_EQ(p->logs().size(), lines);
+    EXPECT_EQ(p->logs().last().text, "Extracting audio from timeline...");
+    EXPECT_TRUE(waitFor([&] { return whisper.abandoned().size() == 1; })) << "the request was aborted";
+    QTest::qWait(600);
+    EXPECT_EQ(whisper.requests().size(), 1);
+    EXPECT_FALSE(QFile::exists(cache("extracted_audio.wav")));
+    EXPECT_FALSE(WorkQueue::shared().isBusy());
 }
 
 } // namespace

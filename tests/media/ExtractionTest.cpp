@@ -1,5 +1,6 @@
 // Extracting one WAV of the timeline's files with the real ffmpeg, and cutting it into chunks.
 #include "MediaFixtures.h"
+#include "media/ChunkUploads.h"
 
 #include "core/Text.h"
 #include "media/PcmWav.h"
@@ -185,18 +186,29 @@ TEST_F(Extraction, ChunksOfFiveMinutesAndNoneLeftFromTheRunBefore) {
     ASSERT_TRUE(lavfi("anullsrc=r=16000:cl=mono", {"-t", "300.1", "-c:a", "pcm_s16le", media + "/long.wav"}));
     ASSERT_TRUE(
         lavfi("anullsrc=r=16000:cl=mono", {"-t", "300.0", "-c:a", "pcm_s16le", media + "/exact.wav"}));
-    EXPECT_EQ(chunk(media + "/long.wav"), (QStringList{chunks("chunk_000.wav"), chunks("chunk_001.wav")}));
-    EXPECT_NEAR(mediaDuration(chunks("chunk_001.wav")), 0.1, 0.001);
+    EXPECT_EQ(chunk(media + "/long.wav"), (QStringList{chunks("chunk_000.flac"), chunks("chunk_001.flac")}));
+    EXPECT_NEAR(mediaDuration(chunks("chunk_001.flac")), 0.1, 0.001);
     writeFile(chunks("stray.txt"), "x");
-    EXPECT_EQ(chunk(media + "/exact.wav"), QStringList{chunks("chunk_000.wav")});
-    EXPECT_EQ(QDir(cache("chunks")).entryList(QDir::Files), QStringList{"chunk_000.wav"});
+    EXPECT_EQ(chunk(media + "/exact.wav"), QStringList{chunks("chunk_000.flac")});
+    EXPECT_EQ(QDir(cache("chunks")).entryList(QDir::Files), QStringList{"chunk_000.flac"});
     // A file of unreadable length goes whole.
     EXPECT_EQ(chunk(media + "/gone.wav"), QStringList{media + "/gone.wav"});
 }
 
-// Chunks copied out of the extraction's WAV, and moments cut with the seek before the input, are
-// byte for byte what the documented ffmpeg commands write from the same file.
-TEST_F(Extraction, ChunksAndMomentsCutFromTheWavAreTheBytesOfTheDocumentedCommands) {
+// The samples ffmpeg decodes from a file, as 16-bit mono PCM.
+QByteArray decodedPcm(const QString& path) {
+    QByteArray pcm;
+    EXPECT_TRUE(runTool(ToolPaths::platformDefault().ffmpeg,
+                        {"-v", "error", "-nostdin", "-i", path, "-f", "s16le", "-acodec", "pcm_s16le", "-"},
+                        &pcm))
+        << path.toStdString();
+    return pcm;
+}
+
+// The chunks and moments that go up as FLAC hold exactly the samples the documented ffmpeg commands
+// write as WAV from the same file (FLAC is lossless: ffmpeg decodes both to the same PCM), about
+// half the bytes, and the chunk's length is the one ffprobe prints for the documented WAV.
+TEST_F(Extraction, ChunksAndMomentsGoAsFlacOfTheSamplesOfTheDocumentedCommands) {
     // Noise, so a shift of one sample changes the bytes; a last chunk of 50 s and one of 3 samples.
     for (const char* seconds : {"650", "600.0001875"}) {
         SCOPED_TRACE(seconds);
@@ -209,12 +221,17 @@ TEST_F(Extraction, ChunksAndMomentsCutFromTheWavAreTheBytesOfTheDocumentedComman
             const QString reference = media + QStringLiteral("/ref_%1.wav").arg(i);
             ASSERT_TRUE(ffmpeg({"-i", wav, "-ss", QStringLiteral("%1.0").arg(300 * i), "-t", "300.0", "-ac",
                                 "1", "-ar", "16000", "-acodec", "pcm_s16le", reference}));
-            EXPECT_GT(readFile(reference).size(), 78);
-            EXPECT_TRUE(readFile(got[i]) == readFile(reference)) << "chunk " << i << " differs";
+            EXPECT_TRUE(got[i].endsWith(".flac"));
+            const QByteArray samples = decodedPcm(reference);
+            EXPECT_FALSE(samples.isEmpty());
+            EXPECT_TRUE(decodedPcm(got[i]) == samples) << "chunk " << i << " differs";
             // The length that lays the next chunk on the clock, without ffprobe.
-            EXPECT_EQ(readPcmWav(got[i])->duration(), mediaDuration(reference)) << "chunk " << i;
+            ASSERT_TRUE(flacSamples(got[i]));
+            EXPECT_EQ(samplesDuration(*flacSamples(got[i])), mediaDuration(reference)) << "chunk " << i;
         }
     }
+    EXPECT_LT(QFileInfo(chunks("chunk_000.flac")).size(), 9600078);
+
     // The moments are cut by one ffmpeg run for all of them.
     const QString wav = cache("extracted_audio.wav");
     MiningResults analysis;
@@ -224,12 +241,16 @@ TEST_F(Extraction, ChunksAndMomentsCutFromTheWavAreTheBytesOfTheDocumentedComman
     QCoro::waitFor(wordLevelTranscribe(*pipeline, analysis, {}, "es"));
     for (qsizetype i = 0; i < analysis.segments.size(); ++i) {
         const StorySegment& m = analysis.segments[i];
-        const QString documented = media + "/documented.wav", seekBefore = media + "/before.wav";
+        const QString documented = media + "/documented.wav", seekBefore = media + "/before.wav",
+                      alone = media + "/alone.flac";
         ASSERT_TRUE(ffmpeg(wordCutArguments(wav, m.startTime, m.endTime, documented, false)));
         ASSERT_TRUE(ffmpeg(wordCutArguments(wav, m.startTime, m.endTime, seekBefore, true)));
+        ASSERT_TRUE(ffmpeg(wordCutArguments(wav, m.startTime, m.endTime, alone, true)));
         EXPECT_GT(readFile(documented).size(), 78);
-        EXPECT_TRUE(readFile(cache(QStringLiteral("word_seg_%1.wav").arg(i))) == readFile(documented)) << i;
         EXPECT_TRUE(readFile(seekBefore) == readFile(documented)) << i;
+        EXPECT_TRUE(decodedPcm(cache(QStringLiteral("word_seg_%1.flac").arg(i))) == decodedPcm(documented))
+            << i;
+        EXPECT_TRUE(decodedPcm(alone) == decodedPcm(documented)) << i;
     }
 }
 

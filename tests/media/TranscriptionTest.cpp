@@ -171,21 +171,21 @@ TEST_F(Whisper, WordLevelCutsEachMomentAndKeepsItsPosition) {
     ASSERT_TRUE(makeToneWav(cache("extracted_audio.wav"), 10.0, 440));
     server.answerByFileName(
         kPath, {
-                   {"word_seg_0.wav",
+                   {"word_seg_0.flac",
                     {200, R"({"words":[{"word":"uno","start":0.1,"end":0.4},{"word":"dos","start":0.5},
                                       {"word":"x","start":"0","end":1},{"word":1,"start":0,"end":1}]})"}},
-                   {"word_seg_1.wav", {500, "fail"}},
-                   {"word_seg_3.wav", {200, R"({"words":[{"word":"tres","start":0,"end":0.3}]})"}},
-                   {"word_seg_4.wav", {200, R"({"words":[]})"}},
-                   {"word_seg_5.wav", {200, R"({"text":"no words"})"}},
+                   {"word_seg_1.flac", {500, "fail"}},
+                   {"word_seg_3.flac", {200, R"({"words":[{"word":"tres","start":0,"end":0.3}]})"}},
+                   {"word_seg_4.flac", {200, R"({"words":[]})"}},
+                   {"word_seg_5.flac", {200, R"({"text":"no words"})"}},
                });
     auto p = mediaPipeline(home, server.baseUrl());
     const auto words = QCoro::waitFor(wordLevelTranscribe(*p, analysis, {}, "auto"));
     EXPECT_EQ(words, (QList<WordSegment>{{0, {{"uno", 0.1, 0.4}}}, {3, {{"tres", 0, 0.3}}}, {4, {}}}));
     EXPECT_EQ(logLines(*p).size(), 6);
     EXPECT_EQ(logLines(*p)[2], (LogLine{"  Word transcribing segment 3/6...", "dim"}));
-    EXPECT_NEAR(mediaDuration(cache("word_seg_0.wav")), 1.5, 0.001);
-    EXPECT_NEAR(mediaDuration(cache("word_seg_3.wav")), 0.75, 0.001);
+    EXPECT_NEAR(mediaDuration(cache("word_seg_0.flac")), 1.5, 0.001);
+    EXPECT_NEAR(mediaDuration(cache("word_seg_3.flac")), 0.75, 0.001);
 
     const auto requests = server.requestsTo(kPath);
     ASSERT_EQ(requests.size(), 5);
@@ -389,12 +389,12 @@ TEST_F(Whisper, WordTimingSentAheadShowsExactlyWhatOneAtATimeShows) {
             QHash<QByteArray, ScriptedResponse> answers;
             for (int i = 0; i < 7; ++i)
                 answers.insert(
-                    QStringLiteral("word_seg_%1.wav").arg(i).toUtf8(),
+                    QStringLiteral("word_seg_%1.flac").arg(i).toUtf8(),
                     {200, QStringLiteral(R"({"words":[{"word":"w%1","start":0,"end":0.5}]})").arg(i).toUtf8(),
                      "application/json", i == 0 ? 0 : 300 + 20 * (7 - i)});
             // The first answers at once, the rest long after a cancel at moment 2.
-            answers["word_seg_1.wav"] = {500, "busy", "application/json", 1200};
-            answerWithRefusals(one, answers, {{"word_seg_4.wav", cancel ? 0 : 1}});
+            answers["word_seg_1.flac"] = {500, "busy", "application/json", 1200};
+            answerWithRefusals(one, answers, {{"word_seg_4.flac", cancel ? 0 : 1}});
             auto p = pipelineSendingAtOnce(home, one, maxOpen);
             QObject::connect(p->logModel(), &QAbstractItemModel::rowsInserted, [&] {
                 if (cancel && p->logs().last().text == "  Word transcribing segment 2/7...")
@@ -405,13 +405,13 @@ TEST_F(Whisper, WordTimingSentAheadShowsExactlyWhatOneAtATimeShows) {
             s.log = logLines(*p);
             EXPECT_LE(one.mostOpenAtOnce(), maxOpen);
             // Four went out at once, and one more for the first answer, before the cancel.
-            QSet<QByteArray> expected = namesOf("word_seg_%1.wav", 0, cancel ? (maxOpen == 1 ? 0 : 5) : 6);
-            expected.remove("word_seg_2.wav");
+            QSet<QByteArray> expected = namesOf("word_seg_%1.flac", 0, cancel ? (maxOpen == 1 ? 0 : 5) : 6);
+            expected.remove("word_seg_2.flac");
             QSet<QByteArray> sent = fileNamesSent(one);
             EXPECT_EQ(one.requests().size(), sent.size() + (cancel ? 0 : 1)) << "sent twice";
             // Moment 6 went ahead just before the cancel; aborted, it may not have arrived whole.
             if (cancel && maxOpen > 1)
-                sent.insert("word_seg_5.wav");
+                sent.insert("word_seg_5.flac");
             EXPECT_EQ(sent, expected);
         }
         EXPECT_EQ(seen[1], seen[0]);

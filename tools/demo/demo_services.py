@@ -69,7 +69,12 @@ def multipart(body, content_type):
 
 
 def wav_seconds(data):
-    """The length of a PCM WAV from its header (16-bit mono as the application cuts them)."""
+    """The length of the audio the application sends: a FLAC's stream info, or a PCM WAV's header
+    (16-bit mono as the application cuts them)."""
+    if data[:4] == b"fLaC" and len(data) >= 26:
+        info = int.from_bytes(data[18:26], "big")
+        rate, samples = info >> 44, info & ((1 << 36) - 1)
+        return samples / rate if rate else 0.0
     pos = 12
     rate, block = 16000, 2
     while pos + 8 <= len(data):
