@@ -28,6 +28,7 @@ QString FakeHttpServer::baseUrl() const {
 }
 
 void FakeHttpServer::enqueue(const QByteArray& path, ScriptedResponse response) {
+    m_responders.remove(path);
     m_routes[path].push_back(std::move(response));
 }
 

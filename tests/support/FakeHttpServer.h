@@ -64,13 +64,15 @@ public:
     quint16 port() const { return m_server.serverPort(); }
     QString baseUrl() const; // "http://127.0.0.1:<port>"
 
-    // Queue a response for a path (without query). Requests to unknown paths get 404.
+    // Queue a response for a path (without query), in place of any responder. Requests to unknown
+    // paths get 404.
     void enqueue(const QByteArray& path, ScriptedResponse response);
     void respondJson(const QByteArray& path, int status, const QByteArray& body) {
         enqueue(path, {status, body});
     }
     // From now on the path answers this, whatever was queued.
     void answerAlways(const QByteArray& path, ScriptedResponse response) {
+        m_responders.remove(path);
         m_routes[path] = {std::move(response)};
     }
     // From now on the path answers what `answer` makes of each request, whatever was queued.

@@ -134,7 +134,7 @@ TEST(DoneModel, EveryBuildOutcomeEndsTheBuildingTheSameTextIncluded) {
     LocalPipeline* p = f.wizard->pipeline();
     p->setBuildResult(QStringLiteral("✓ 5/5 clips appended")); // the run's own build: shown as it arrives
     EXPECT_EQ(f.vm.buildStatusText(), "✓ 5/5 clips appended");
-    EXPECT_EQ(f.vm.summaryText(), "2 story moments · 61:40");
+    EXPECT_EQ(f.vm.summaryText(), "2 story moments · 1:01:40");
     EXPECT_FALSE(f.vm.hasStructure());
     EXPECT_EQ(f.vm.actCount(), 0);
 
