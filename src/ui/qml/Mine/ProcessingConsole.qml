@@ -61,7 +61,7 @@ Item {
             }
         }
 
-        Flickable {
+        ListView {
             id: scroller
             objectName: "console"
             anchors.top: titleBar.bottom
@@ -70,47 +70,44 @@ Item {
             anchors.bottom: parent.bottom
             anchors.margins: 1
             clip: true
-            contentWidth: width
-            contentHeight: lines.implicitHeight + 2 * Theme.spacing12
+            topMargin: Theme.spacing12
+            bottomMargin: Theme.spacing12
+            spacing: 2
             boundsBehavior: Flickable.StopAtBounds
             ScrollBar.vertical: ScrollBar { policy: ScrollBar.AsNeeded }
-
-            Column {
-                id: lines
+            // Only the lines in sight are made (and reused as it scrolls), so a line added to the
+            // log of a week of footage costs what one added to a short log does.
+            reuseItems: true
+            model: root.logs
+            delegate: RowLayout {
+                id: line
+                required property string timestamp
+                required property string text
+                required property string colorWord
                 x: Theme.spacing12
-                y: Theme.spacing12
-                width: scroller.width - 2 * Theme.spacing12
-                spacing: 2
-                Repeater {
-                    model: root.logs
-                    RowLayout {
-                        id: line
-                        required property string timestamp
-                        required property string text
-                        required property string colorWord
-                        width: lines.width
-                        spacing: Theme.spacing8
-                        Text {
-                            Layout.alignment: Qt.AlignTop
-                            text: line.timestamp
-                            color: Theme.alpha(Theme.textMuted, 0.4)
-                            font: Theme.font("mono", 11)
-                        }
-                        Text {
-                            Layout.fillWidth: true
-                            text: line.text
-                            color: root.viewModel ? root.viewModel.colorOf(line.colorWord) : Theme.textMuted
-                            wrapMode: Text.Wrap
-                            font: Theme.font("mono", 11)
-                        }
-                    }
-                }
+                width: ListView.view.width - 2 * Theme.spacing12
+                spacing: Theme.spacing8
                 Text {
-                    objectName: "cursor"
-                    text: "▊"
-                    color: Theme.alpha(Theme.accent, 0.6)
+                    Layout.alignment: Qt.AlignTop
+                    text: line.timestamp
+                    color: Theme.alpha(Theme.textMuted, 0.4)
                     font: Theme.font("mono", 11)
                 }
+                Text {
+                    Layout.fillWidth: true
+                    text: line.text
+                    color: root.viewModel ? root.viewModel.colorOf(line.colorWord) : Theme.textMuted
+                    wrapMode: Text.Wrap
+                    font: Theme.font("mono", 11)
+                }
+            }
+            footer: Text {
+                objectName: "cursor"
+                x: Theme.spacing12
+                topPadding: 2
+                text: "▊"
+                color: Theme.alpha(Theme.accent, 0.6)
+                font: Theme.font("mono", 11)
             }
 
             NumberAnimation {
@@ -121,7 +118,8 @@ Item {
                 easing.type: Easing.InOutQuad
             }
             function scrollToCursor() {
-                const end = Math.max(0, contentHeight - height)
+                const top = originY - topMargin
+                const end = Math.max(top, originY + contentHeight + bottomMargin - height)
                 follow.stop()
                 follow.to = end
                 follow.start()

@@ -31,19 +31,25 @@ Item {
 
     implicitHeight: body.implicitHeight + 2 * Theme.spacing12
 
-    SoftShadow {
+    // What only an open or playing card shows is made when it opens: a story of hundreds of
+    // moments scrolls and reorders through cards made and laid out in a fraction of a frame.
+    Loader {
         anchors.fill: parent
-        visible: root.isExpanded
-        radius: Theme.radiusMd
-        color: Qt.rgba(0, 0, 0, 0.15)
-        blur: 8
-        offsetY: 4
-    }
-    RoundedShape {
-        anchors.fill: parent
-        visible: root.isExpanded
-        radius: Theme.radiusMd
-        fillColor: Theme.alpha(Theme.muted, 0.8)
+        active: root.isExpanded
+        sourceComponent: Item {
+            SoftShadow {
+                anchors.fill: parent
+                radius: Theme.radiusMd
+                color: Qt.rgba(0, 0, 0, 0.15)
+                blur: 8
+                offsetY: 4
+            }
+            RoundedShape {
+                anchors.fill: parent
+                radius: Theme.radiusMd
+                fillColor: Theme.alpha(Theme.muted, 0.8)
+            }
+        }
     }
     RoundedShape {
         objectName: "cardOutline"
@@ -142,34 +148,40 @@ Item {
             }
         }
 
-        Row {
-            objectName: "equalizer"
-            visible: root.isPlaying
+        Loader {
+            active: root.isPlaying
+            visible: active
             Layout.preferredHeight: 12
-            spacing: 2
-            Repeater {
-                model: [8, 12, 8]
-                Item {
-                    id: barSlot
-                    required property int index
-                    required property int modelData
-                    width: 3
+            sourceComponent: Component {
+                Row {
+                    objectName: "equalizer"
                     height: 12
-                    Rectangle {
-                        id: eqBar
-                        anchors.bottom: parent.bottom
-                        width: 3
-                        radius: 1
-                        height: barSlot.modelData
-                        color: root.chapterColor
-                        SequentialAnimation {
-                            running: root.isPlaying
-                            onStopped: eqBar.height = barSlot.modelData
-                            PauseAnimation { duration: 150 * barSlot.index }
-                            SequentialAnimation {
-                                loops: Animation.Infinite
-                                NumberAnimation { target: eqBar; property: "height"; to: 3; duration: 500; easing.type: Easing.InOutQuad }
-                                NumberAnimation { target: eqBar; property: "height"; to: barSlot.modelData; duration: 500; easing.type: Easing.InOutQuad }
+                    spacing: 2
+                    Repeater {
+                        model: [8, 12, 8]
+                        Item {
+                            id: barSlot
+                            required property int index
+                            required property int modelData
+                            width: 3
+                            height: 12
+                            Rectangle {
+                                id: eqBar
+                                anchors.bottom: parent.bottom
+                                width: 3
+                                radius: 1
+                                height: barSlot.modelData
+                                color: root.chapterColor
+                                SequentialAnimation {
+                                    running: root.isPlaying
+                                    onStopped: eqBar.height = barSlot.modelData
+                                    PauseAnimation { duration: 150 * barSlot.index }
+                                    SequentialAnimation {
+                                        loops: Animation.Infinite
+                                        NumberAnimation { target: eqBar; property: "height"; to: 3; duration: 500; easing.type: Easing.InOutQuad }
+                                        NumberAnimation { target: eqBar; property: "height"; to: barSlot.modelData; duration: 500; easing.type: Easing.InOutQuad }
+                                    }
+                                }
                             }
                         }
                     }
@@ -188,76 +200,81 @@ Item {
             font: Theme.font("body")
         }
 
-        ColumnLayout {
-            visible: root.isExpanded
+        Loader {
+            active: root.isExpanded
+            visible: active
             Layout.fillWidth: true
-            spacing: Theme.spacing8
+            sourceComponent: Component {
+                ColumnLayout {
+                    spacing: Theme.spacing8
 
-            Rectangle {
-                Layout.fillWidth: true
-                Layout.preferredHeight: 1
-                color: Theme.border
-            }
-            Text {
-                objectName: "translation"
-                visible: root.translation !== ""
-                Layout.fillWidth: true
-                text: root.translation
-                color: Theme.textMuted
-                wrapMode: Text.Wrap
-                font.family: Theme.fontFamily
-                font.pixelSize: 13
-                font.italic: true
-            }
-            RowLayout {
-                Layout.fillWidth: true
-                spacing: Theme.spacing8
-                ThemedButton {
-                    objectName: "previewSegment"
-                    enabled: root.interactive
-                    text: root.isPlaying ? "Stop" : "Preview"
-                    symbol: root.isPlaying ? "stop.fill" : "play.fill"
-                    textColor: root.isPlaying ? "white" : Theme.foreground
-                    font.pixelSize: 12
-                    topPadding: Theme.spacing6
-                    bottomPadding: Theme.spacing6
-                    leftPadding: Theme.spacing12
-                    rightPadding: Theme.spacing12
-                    opacity: 1
-                    onClicked: root.playToggled()
-                    background: Rectangle {
-                        radius: 6
-                        color: root.isPlaying ? Theme.accent : Theme.alpha(Theme.border, 0.3)
+                    Rectangle {
+                        Layout.fillWidth: true
+                        Layout.preferredHeight: 1
+                        color: Theme.border
+                    }
+                    Text {
+                        objectName: "translation"
+                        visible: root.translation !== ""
+                        Layout.fillWidth: true
+                        text: root.translation
+                        color: Theme.textMuted
+                        wrapMode: Text.Wrap
+                        font.family: Theme.fontFamily
+                        font.pixelSize: 13
+                        font.italic: true
+                    }
+                    RowLayout {
+                        Layout.fillWidth: true
+                        spacing: Theme.spacing8
+                        ThemedButton {
+                            objectName: "previewSegment"
+                            enabled: root.interactive
+                            text: root.isPlaying ? "Stop" : "Preview"
+                            symbol: root.isPlaying ? "stop.fill" : "play.fill"
+                            textColor: root.isPlaying ? "white" : Theme.foreground
+                            font.pixelSize: 12
+                            topPadding: Theme.spacing6
+                            bottomPadding: Theme.spacing6
+                            leftPadding: Theme.spacing12
+                            rightPadding: Theme.spacing12
+                            opacity: 1
+                            onClicked: root.playToggled()
+                            background: Rectangle {
+                                radius: 6
+                                color: root.isPlaying ? Theme.accent : Theme.alpha(Theme.border, 0.3)
+                            }
+                        }
+                        Item { Layout.fillWidth: true }
+                        ThemedButton {
+                            objectName: "removeSegment"
+                            enabled: root.interactive
+                            text: "Remove"
+                            symbol: "trash"
+                            textColor: Theme.alpha(Theme.red, 0.9)
+                            font.pixelSize: 12
+                            topPadding: Theme.spacing6
+                            bottomPadding: Theme.spacing6
+                            leftPadding: Theme.spacing8
+                            rightPadding: Theme.spacing8
+                            opacity: 1
+                            onClicked: root.removeRequested()
+                            background: Rectangle {
+                                radius: 6
+                                color: Qt.rgba(1, 1, 1, parent.hovered ? 0.05 : 0)
+                            }
+                        }
+                    }
+                    Text {
+                        objectName: "previewNote"
+                        visible: root.previewNote !== ""
+                        Layout.fillWidth: true
+                        text: root.previewNote
+                        color: Theme.orange
+                        wrapMode: Text.Wrap
+                        font: Theme.font("caption", 12)
                     }
                 }
-                Item { Layout.fillWidth: true }
-                ThemedButton {
-                    objectName: "removeSegment"
-                    enabled: root.interactive
-                    text: "Remove"
-                    symbol: "trash"
-                    textColor: Theme.alpha(Theme.red, 0.9)
-                    font.pixelSize: 12
-                    topPadding: Theme.spacing6
-                    bottomPadding: Theme.spacing6
-                    leftPadding: Theme.spacing8
-                    rightPadding: Theme.spacing8
-                    opacity: 1
-                    onClicked: root.removeRequested()
-                    background: Rectangle {
-                        radius: 6
-                        color: Qt.rgba(1, 1, 1, parent.hovered ? 0.05 : 0)
-                    }
-                }
-            }
-            Text {
-                objectName: "previewNote"
-                visible: root.previewNote !== ""
-                Layout.fillWidth: true
-                text: root.previewNote
-                color: Theme.orange
-                wrapMode: Text.Wrap
-                font: Theme.font("caption", 12)
             }
         }
     }
