@@ -43,6 +43,9 @@ struct PipelineEnvironment {
     // Most requests of one step open at once (see RequestsAhead: it starts with four and grows
     // with the answers up to this). 1 sends each request only at its turn.
     int maxOpenRequests = 8;
+    // Chunks and moments go up as lossless FLAC, about half the bytes; false sends them as WAV, as
+    // first designed (the benchmark compares the two).
+    bool flacUploads = true;
 
     static PipelineEnvironment platformDefault();
 };

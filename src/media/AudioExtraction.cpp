@@ -382,11 +382,11 @@ QCoro::Task<QStringList> chunkAudio(LocalPipeline& pipeline, QString wavPath) {
         QStringList chunks;
         for (int i = 0; i < count; ++i) {
             const qint64 first = qint64(i) * perChunk;
-            const QString out = flacChunkPath(dir, i);
+            const QString out = uploadChunkPath(pipeline.environment(), i);
             const bool ok = co_await pipeline.tools().runProcess(
                 pipeline.toolPaths().ffmpeg,
-                flacChunkArguments(wavPath, wav->header.size(), first,
-                                   std::min(perChunk, wav->samples - first), out));
+                chunkSliceArguments(wavPath, wav->header.size(), first,
+                                    std::min(perChunk, wav->samples - first), out));
             if (ok)
                 chunks << out;
             else
@@ -408,7 +408,7 @@ QCoro::Task<QStringList> chunkAudio(LocalPipeline& pipeline, QString wavPath) {
     const bool seekBeforeInput = isExtractedPcmWav(wavPath);
     QStringList chunks;
     for (int i = 0; i < count; ++i) {
-        const QString out = flacChunkPath(dir, i);
+        const QString out = uploadChunkPath(pipeline.environment(), i);
         const bool ok = co_await pipeline.tools().runProcess(
             pipeline.toolPaths().ffmpeg, chunkArguments(wavPath, i, out, seekBeforeInput));
         if (ok)

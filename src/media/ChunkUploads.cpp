@@ -51,8 +51,8 @@ std::optional<PcmLayout> readPcmLayout(const QByteArray& head) {
     return std::nullopt;
 }
 
-QStringList flacChunkArguments(const QString& wav, qint64 headerBytes, qint64 firstSample, qint64 samples,
-                               const QString& output) {
+QStringList chunkSliceArguments(const QString& wav, qint64 headerBytes, qint64 firstSample, qint64 samples,
+                                const QString& output) {
     // Read as raw samples past the header, so a file still being written (its sizes not yet
     // patched) reads the same as the finished one; the seek and length fall on whole samples.
     return {QStringLiteral("-y"),
@@ -71,8 +71,13 @@ QStringList flacChunkArguments(const QString& wav, qint64 headerBytes, qint64 fi
             QStringLiteral("-i"),
             wav,
             QStringLiteral("-acodec"),
-            QStringLiteral("flac"),
+            output.endsWith(QLatin1String(".wav")) ? QStringLiteral("pcm_s16le") : QStringLiteral("flac"),
             output};
+}
+
+QString uploadChunkPath(const PipelineEnvironment& env, qsizetype index) {
+    const QString flac = flacChunkPath(media::chunksDir(env.paths), index);
+    return env.flacUploads ? flac : flac.chopped(4) + QStringLiteral("wav");
 }
 
 QString flacChunkPath(const QString& dir, qsizetype index) {
@@ -131,24 +136,41 @@ QCoro::Task<> ChunkUploads::stopWatching() {
     co_await std::move(watcher);
 }
 
-QCoro::Task<bool> ChunkUploads::cut(QString wav, PcmLayout layout, qint64 samples) {
+QCoro::Task<bool> ChunkUploads::cut(QString wav, PcmLayout layout, qsizetype first, QList<qint64> samples) {
     if (m_layout && m_layout->headerBytes != layout.headerBytes)
         co_return false; // another file than the one the chunks so far came from
     m_layout = layout;
-    const qsizetype index = m_chunks.size();
-    const QString out = flacChunkPath(media::chunksDir(m_pipeline.paths()), index);
-    const bool ok = co_await m_pipeline.tools().runProcess(
-        m_pipeline.toolPaths().ffmpeg,
-        flacChunkArguments(wav, layout.headerBytes, qint64(index) * kSamplesPerChunk, samples, out));
-    if (!ok || m_pipeline.isCancelled()) {
-        QFile::remove(out); // what a stopped ffmpeg left is no chunk
-        co_return false;
+    // Several chunks to one ffmpeg run, each an input of its own read at its own place: a
+    // process per chunk cost more than the encoding.
+    QStringList args;
+    QStringList outputs;
+    for (qsizetype k = 0; k < samples.size(); ++k) {
+        const QString out = uploadChunkPath(m_pipeline.environment(), first + k);
+        const QStringList one = chunkSliceArguments(wav, layout.headerBytes,
+                                                    qint64(first + k) * kSamplesPerChunk, samples[k], out);
+        // One run's inputs, then its outputs each taking its own input.
+        args += one.mid(1, one.size() - 4); // without "-y" and the output's codec and path
+        outputs << QStringLiteral("-map") << QStringLiteral("%1:a").arg(k) << one.mid(one.size() - 3);
     }
-    m_chunks << out;
-    m_lengths << samplesDuration(samples);
-    m_requests.ready(index,
-                     audioRequest(m_pipeline, out, m_language, QStringLiteral("segment"), kChunkTimeout));
-    co_return true;
+    QStringList all;
+    all << QStringLiteral("-y") << args << outputs;
+    const bool ok = co_await m_pipeline.tools().runProcess(m_pipeline.toolPaths().ffmpeg, all);
+    for (qsizetype k = 0; k < samples.size(); ++k) {
+        const QString out = uploadChunkPath(m_pipeline.environment(), first + k);
+        if (!ok || m_pipeline.isCancelled()) {
+            QFile::remove(out); // what a stopped ffmpeg left is no chunk
+            continue;
+        }
+        if (m_chunks.size() <= first + k) {
+            m_chunks.resize(first + k + 1);
+            m_lengths.resize(first + k + 1);
+        }
+        m_chunks[first + k] = out;
+        m_lengths[first + k] = samplesDuration(samples[k]);
+        m_requests.ready(first + k,
+                         audioRequest(m_pipeline, out, m_language, QStringLiteral("segment"), kChunkTimeout));
+    }
+    co_return ok && !m_pipeline.isCancelled();
 }
 
 QCoro::Task<> ChunkUploads::followGrowing(QString wav) {
@@ -165,8 +187,10 @@ QCoro::Task<> ChunkUploads::followGrowing(QString wav) {
                 continue;
         }
         const qint64 whole = (QFileInfo(wav).size() - layout->headerBytes) / 2 / kSamplesPerChunk;
+        QList<qint64> oneChunk;
+        oneChunk << kSamplesPerChunk;
         while (m_chunks.size() < whole && !m_stopWatching->isStopped())
-            if (!co_await cut(wav, *layout, kSamplesPerChunk))
+            if (!co_await cut(wav, *layout, m_chunks.size(), oneChunk))
                 co_return;
     }
 }
@@ -176,10 +200,25 @@ QCoro::Task<bool> ChunkUploads::cutRest(QString wav) {
     if (!pcm)
         co_return false;
     const PcmLayout layout{qint64(pcm->header.size())};
-    const qint64 chunks = chunkCount(pcm->duration());
-    for (qint64 index = m_chunks.size(); index < chunks; ++index) {
-        const qint64 first = index * kSamplesPerChunk;
-        if (!co_await cut(wav, layout, std::min(kSamplesPerChunk, pcm->samples - first)))
+    const qsizetype total = chunkCount(pcm->duration());
+    // Batches of kChunksPerRun, two runs at a time (the encoding is the work, one core each).
+    constexpr qsizetype kChunksPerRun = 8;
+    const auto batch = [&](qsizetype first) {
+        QList<qint64> samples;
+        for (qsizetype i = first; i < std::min(total, first + kChunksPerRun); ++i)
+            samples << std::min(kSamplesPerChunk, pcm->samples - qint64(i) * kSamplesPerChunk);
+        return cut(wav, layout, first, samples);
+    };
+    for (qsizetype next = m_chunks.size(); next < total; next += 2 * kChunksPerRun) {
+        if (m_pipeline.isCancelled())
+            co_return false;
+        QCoro::Task<bool> one = batch(next);
+        std::optional<QCoro::Task<bool>> two;
+        if (next + kChunksPerRun < total)
+            two.emplace(batch(next + kChunksPerRun));
+        const bool ok = co_await std::move(one);
+        const bool alsoOk = two ? co_await std::move(*two) : true;
+        if (!ok || !alsoOk)
             co_return false;
     }
     co_return true;

@@ -22,10 +22,12 @@ struct PcmLayout {
 // first bytes, whatever its sizes say: they are patched only when ffmpeg ends.
 std::optional<PcmLayout> readPcmLayout(const QByteArray& head);
 
-// ffmpeg's arguments that encode samples [first, first + count) of a WAV in the PCM layout as FLAC,
-// reading only those samples.
-QStringList flacChunkArguments(const QString& wav, qint64 headerBytes, qint64 firstSample, qint64 samples,
-                               const QString& output);
+// ffmpeg's arguments that write samples [first, first + count) of a WAV in the PCM layout as FLAC
+// (or, for an output ending in ".wav", as such a WAV), reading only those samples.
+QStringList chunkSliceArguments(const QString& wav, qint64 headerBytes, qint64 firstSample, qint64 samples,
+                                const QString& output);
+// chunk_000.flac, or chunk_000.wav when the pipeline sends WAV as first designed.
+QString uploadChunkPath(const PipelineEnvironment& env, qsizetype index);
 QString flacChunkPath(const QString& dir, qsizetype index);
 // A chunk's length as ffprobe prints it for so many samples.
 double samplesDuration(qint64 samples);
@@ -62,7 +64,8 @@ public:
 
 private:
     QCoro::Task<> followGrowing(QString wav);
-    QCoro::Task<bool> cut(QString wav, PcmLayout layout, qint64 samples);
+    // Chunks first, first + 1, … of so many samples each, in one ffmpeg run.
+    QCoro::Task<bool> cut(QString wav, PcmLayout layout, qsizetype first, QList<qint64> samples);
 
     LocalPipeline& m_pipeline;
     QString m_language;

@@ -372,8 +372,9 @@ QStringList wordCutArguments(const QString& audio, double startTime, double endT
 
 namespace {
 
-QString momentCutPath(const QString& dir, qsizetype index) {
-    return dir + QStringLiteral("/word_seg_%1.flac").arg(index);
+QString momentCutPath(const LocalPipeline& pipeline, qsizetype index) {
+    return media::workDir(pipeline.paths()) + QStringLiteral("/word_seg_%1.").arg(index) +
+           (pipeline.environment().flacUploads ? QStringLiteral("flac") : QStringLiteral("wav"));
 }
 
 // A process per moment costs more than the cut itself. So the moments that can be cut go through
@@ -381,7 +382,7 @@ QString momentCutPath(const QString& dir, qsizetype index) {
 // its own samples are read, with the rest of its arguments on its output (the bytes of a run of its
 // own; a test compares them with the documented command). At most kMomentsPerRun files are open at
 // once. Gives the moments cut; a run that fails leaves its moments to be cut one by one.
-QCoro::Task<QSet<qsizetype>> cutMomentsTogether(LocalPipeline& pipeline, QString audio, QString dir,
+QCoro::Task<QSet<qsizetype>> cutMomentsTogether(LocalPipeline& pipeline, QString audio,
                                                 QList<StorySegment> segments) {
     constexpr qsizetype kMomentsPerRun = 32;
     QList<qsizetype> cuttable;
@@ -402,14 +403,16 @@ QCoro::Task<QSet<qsizetype>> cutMomentsTogether(LocalPipeline& pipeline, QString
             const StorySegment& s = segments[run[k]];
             args << QStringLiteral("-map") << QStringLiteral("%1:a").arg(k) << QStringLiteral("-t")
                  << formatDouble(s.endTime - s.startTime);
-            args += media::flacOutputArgs(momentCutPath(dir, run[k]));
+            const QString out = momentCutPath(pipeline, run[k]);
+            args +=
+                out.endsWith(QLatin1String(".flac")) ? media::flacOutputArgs(out) : media::pcmOutputArgs(out);
         }
         const bool ok = co_await pipeline.tools().runProcess(pipeline.toolPaths().ffmpeg, args);
         for (const qsizetype i : run) {
             if (ok)
                 cut.insert(i);
             else
-                QFile::remove(momentCutPath(dir, i)); // half a cut is cut again alone at its turn
+                QFile::remove(momentCutPath(pipeline, i)); // half a cut is cut again alone at its turn
         }
     }
     co_return cut;
@@ -420,7 +423,6 @@ QCoro::Task<QSet<qsizetype>> cutMomentsTogether(LocalPipeline& pipeline, QString
 QCoro::Task<QList<WordSegment>> wordLevelTranscribe(LocalPipeline& pipeline, MiningResults analysis,
                                                     QStringList mediaPaths, QString language) {
     Q_UNUSED(mediaPaths); // accepted and not read: the cut comes from the last extracted audio
-    const QString dir = media::workDir(pipeline.paths());
     const QString audio = media::extractedAudioPath(pipeline.paths());
     QList<WordSegment> result;
     if (!QFileInfo::exists(audio)) {
@@ -435,8 +437,8 @@ QCoro::Task<QList<WordSegment>> wordLevelTranscribe(LocalPipeline& pipeline, Min
     RequestsAhead ahead(pipeline, Service::speech);
     QSet<qsizetype> tried;
     const auto readyToSend = [&](qsizetype j) {
-        ahead.ready(
-            j, audioRequest(pipeline, momentCutPath(dir, j), language, QStringLiteral("word"), kWordTimeout));
+        ahead.ready(j, audioRequest(pipeline, momentCutPath(pipeline, j), language, QStringLiteral("word"),
+                                    kWordTimeout));
     };
     for (qsizetype i = 0; i < n; ++i) {
         if (pipeline.isCancelled())
@@ -445,7 +447,7 @@ QCoro::Task<QList<WordSegment>> wordLevelTranscribe(LocalPipeline& pipeline, Min
                      QStringLiteral("dim"));
         if (i == 0) {
             const QSet<qsizetype> cutTogether =
-                co_await cutMomentsTogether(pipeline, audio, dir, analysis.segments);
+                co_await cutMomentsTogether(pipeline, audio, analysis.segments);
             if (pipeline.isCancelled())
                 co_return result;
             for (qsizetype j = 0; j < n; ++j)
@@ -462,7 +464,7 @@ QCoro::Task<QList<WordSegment>> wordLevelTranscribe(LocalPipeline& pipeline, Min
                 continue;
             tried.insert(j);
             const StorySegment segment = analysis.segments[j];
-            const QString cut = momentCutPath(dir, j);
+            const QString cut = momentCutPath(pipeline, j);
             const bool ok = co_await pipeline.tools().runProcess(
                 pipeline.toolPaths().ffmpeg, wordCutArguments(audio, segment.startTime, segment.endTime, cut,
                                                               pcm && segment.startTime >= 0));
