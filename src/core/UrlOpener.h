@@ -5,13 +5,17 @@
 #include <QString>
 #include <QUrl>
 
+#include <functional>
+
 namespace ondrel {
 
 class UrlOpener {
 public:
     virtual ~UrlOpener() = default;
 
-    virtual void openUrl(const QUrl& url) = 0;
+    // `failed` runs when the desktop could not open the URL (no opener, no browser), at once or a
+    // moment later; a caller that waits on the browser uses it to stop waiting and say so.
+    virtual void openUrl(const QUrl& url, std::function<void()> failed = {}) = 0;
     // Opens the folder that holds the file (a folder opens itself); a desktop with a richer
     // file viewer may select the file instead.
     virtual void showInFileViewer(const QString& path);

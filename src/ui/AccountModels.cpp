@@ -55,9 +55,18 @@ void SignInModel::setManualToken(const QString& token) {
 }
 
 void SignInModel::signInWithBrowser() {
-    m_auth->signIn();
+    m_browserMessage.clear();
     m_waiting = true;
     emit changed();
+    // Waiting for a browser that never opened would wait for ever: stop, and point at the token.
+    m_auth->signIn([self = QPointer<SignInModel>(this)] {
+        if (!self)
+            return;
+        self->m_waiting = false;
+        self->m_showTokenField = true;
+        self->m_browserMessage = QStringLiteral("Could not open a browser — use Sign in with token");
+        emit self->changed();
+    });
 }
 
 void SignInModel::cancelWaiting() {

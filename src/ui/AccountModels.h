@@ -44,6 +44,8 @@ class SignInModel : public QObject {
     Q_PROPERTY(bool canSignIn READ canSignIn NOTIFY changed)
     Q_PROPERTY(bool isVerifying READ isVerifying NOTIFY changed)
     Q_PROPERTY(QString errorMessage READ errorMessage NOTIFY changed)
+    // Set when the browser could not be opened: the way on is the token.
+    Q_PROPERTY(QString browserMessage READ browserMessage NOTIFY changed)
 
 public:
     explicit SignInModel(QObject* parent = nullptr);
@@ -56,6 +58,7 @@ public:
     bool canSignIn() const { return !m_auth->isLoading() && !m_manualToken.isEmpty(); }
     bool isVerifying() const { return m_auth->isLoading(); }
     QString errorMessage() const { return m_auth->errorMessageText(); }
+    QString browserMessage() const { return m_browserMessage; }
 
     Q_INVOKABLE void signInWithBrowser();
     Q_INVOKABLE void cancelWaiting();
@@ -70,6 +73,7 @@ private:
     bool m_showTokenField = false;
     QString m_manualToken;
     bool m_waiting = false;
+    QString m_browserMessage;
 };
 
 class DashboardModel : public QObject {
@@ -121,7 +125,9 @@ public:
     static QString installedVersion();
     // "..." while checking, else the service's version, else "—".
     QString latestText() const;
-    bool showUpToDate() const { return !m_updates->updateAvailable() && m_updates->latestVersion().has_value(); }
+    bool showUpToDate() const {
+        return !m_updates->updateAvailable() && m_updates->latestVersion().has_value();
+    }
     bool showCheckButton() const { return !m_updates->updateAvailable(); }
     bool canCheck() const { return !m_updates->isChecking() && !m_updates->isDownloading(); }
 

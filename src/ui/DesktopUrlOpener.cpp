@@ -3,6 +3,9 @@
 #include <QDesktopServices>
 #include <QFileInfo>
 #include <QProcess>
+#include <QTimer>
+
+#include <memory>
 
 #if defined(Q_OS_LINUX)
 #include <QDBusConnection>
@@ -13,8 +16,38 @@
 
 namespace ondrel {
 
-void DesktopUrlOpener::openUrl(const QUrl& url) {
-    QDesktopServices::openUrl(url);
+void DesktopUrlOpener::openUrl(const QUrl& url, std::function<void()> failed) {
+#if defined(Q_OS_LINUX)
+    auto* opener = new QProcess;
+    opener->setProgram(QStringLiteral("xdg-open"));
+    // The encoded form always begins with its scheme, so it can never read as an option.
+    opener->setArguments({QString::fromLatin1(url.toEncoded())});
+    auto report = std::make_shared<std::function<void()>>(std::move(failed));
+    QObject::connect(opener, &QProcess::finished, opener,
+                     [opener, report](int code, QProcess::ExitStatus status) {
+                         if ((status != QProcess::NormalExit || code != 0) && *report)
+                             (*report)();
+                         opener->deleteLater();
+                     });
+    QObject::connect(opener, &QProcess::errorOccurred, opener,
+                     [opener, report](QProcess::ProcessError error) {
+                         if (error != QProcess::FailedToStart)
+                             return;
+                         if (*report)
+                             (*report)();
+                         opener->deleteLater();
+                     });
+    // Some desktops keep xdg-open running as long as the browser it started: past this it has
+    // opened something, and it is left to run on its own.
+    QTimer::singleShot(5000, opener, [opener] {
+        opener->disconnect();
+        QObject::connect(opener, &QProcess::finished, opener, &QObject::deleteLater);
+    });
+    opener->start();
+#else
+    if (!QDesktopServices::openUrl(url) && failed)
+        failed();
+#endif
 }
 
 void DesktopUrlOpener::showInFileViewer(const QString& path) {

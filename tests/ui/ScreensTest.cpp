@@ -121,9 +121,20 @@ TEST_F(Screens, SignInByTokenOrBrowserThenTheGateAndTheTabs) {
     click("submitToken");
     EXPECT_TRUE(waitFor([&] { return text("signInError") == "Please enter a valid token"; }));
 
+    // A desktop with no browser: the screen stops waiting at once and points at the token.
+    opener.refuse = true;
+    click("signInWithGoogle");
+    EXPECT_TRUE(waitFor(
+        [&] { return text("browserMessage") == "Could not open a browser — use Sign in with token"; }));
+    EXPECT_FALSE(find("cancelWaiting"));
+    EXPECT_TRUE(find("tokenField"));
+    opener.refuse = false;
+    opener.opened.clear();
+
     // The browser: the sign-in page opens and the screen waits; cancelling the wait does not stop a
     // callback that still comes.
     click("signInWithGoogle");
+    EXPECT_FALSE(find("browserMessage"));
     ASSERT_EQ(opener.opened.size(), 1);
     EXPECT_EQ(opener.opened[0].path(), "/plugin-auth");
     EXPECT_TRUE(find("cancelWaiting"));

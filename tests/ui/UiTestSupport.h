@@ -38,7 +38,12 @@ inline void collectQmlWarnings(QtMsgType type, const QMessageLogContext&, const 
 struct RecordingOpener : UrlOpener {
     QList<QUrl> opened;
     QStringList shown;
-    void openUrl(const QUrl& url) override { opened << url; }
+    void openUrl(const QUrl& url, std::function<void()> failed) override {
+        opened << url;
+        if (refuse && failed)
+            failed();
+    }
+    bool refuse = false; // as a desktop without a browser
     void showInFileViewer(const QString& path) override { shown << path; }
 };
 
