@@ -113,6 +113,11 @@ struct MiningResults {
     bool operator==(const MiningResults&) const = default;
 };
 
+// The story as the editor left it on the review: these moments in this order; each act points at
+// the new places of its moments still there (an act left without any goes), the subtitles are
+// those that overlap a kept moment, and the duration is the moments' sum.
+MiningResults withEditedSegments(MiningResults results, const QList<StorySegment>& segments);
+
 // ---- Audit ---------------------------------------------------------------------------------
 
 struct UsedSegment {

@@ -4,14 +4,17 @@
 
 #include "AppServices.h"
 #include "Theme.h"
-#include "export/EDLExporter.h"
-#include "export/ExportBundle.h"
-#include "export/FCPXMLExporter.h"
+#include "core/Background.h"
+#include "core/Files.h"
+#include "interchange/Interchange.h"
+#include "media/MediaProbe.h"
 
-#include <QDebug>
+#include <QDir>
 #include <QFileInfo>
 #include <QSet>
 #include <QTimer>
+
+#include <QCoroFuture>
 
 #include <cmath>
 
@@ -150,40 +153,6 @@ DoneModel::DoneModel(QObject* parent)
     , m_acts(this)
     , m_exportFiles(this) {}
 
-QList<MediaFileInfo> DoneModel::createDummyMediaInfo(const MiningResults& results) {
-    QList<MediaFileInfo> out;
-    QSet<QString> seen;
-    for (const StorySegment& s : results.segments) {
-        if (seen.contains(s.sourceClip))
-            continue;
-        seen.insert(s.sourceClip);
-        out.push_back({QStringLiteral("/path/to/") + s.sourceClip, s.sourceClip, 3600.0, std::nullopt, 24.0,
-                       true, true, std::nullopt});
-    }
-    return out;
-}
-
-QList<MediaFileInfo> DoneModel::generateMediaFileInfo(const MiningResults& results,
-                                                      const std::optional<QStringList>& mediaPaths,
-                                                      const QMap<QString, ProbeResult>& probes) {
-    if (!mediaPaths || mediaPaths->isEmpty())
-        return createDummyMediaInfo(results);
-    QList<MediaFileInfo> out;
-    for (const QString& path : *mediaPaths) {
-        const QString name = QFileInfo(path).fileName();
-        const auto probe = probes.constFind(name);
-        if (probe != probes.constEnd()) {
-            out.push_back({path, name, probe->duration, probe->startTimecode, probe->fps.value_or(24.0),
-                           probe->hasVideo, probe->hasAudio, probe->codec});
-        } else {
-            const QString lower = name.toLower();
-            const bool video = lower.endsWith(QLatin1String(".mov")) || lower.endsWith(QLatin1String(".mp4"));
-            out.push_back({path, name, 3600.0, std::nullopt, 24.0, video, true, std::nullopt});
-        }
-    }
-    return out;
-}
-
 void DoneModel::setWizard(MineView* wizard) {
     if (wizard == m_wizard)
         return;
@@ -191,6 +160,9 @@ void DoneModel::setWizard(MineView* wizard) {
         disconnect(m_pipeline, nullptr, this, nullptr);
     m_wizard = wizard;
     m_pipeline = wizard ? wizard->pipeline() : nullptr;
+    if (wizard)
+        connect(wizard->resolveBridge(), &ResolveBridge::isConnectedChanged, this,
+                &DoneModel::resolveConnectedChanged);
     if (m_pipeline) {
         connect(m_pipeline, &LocalPipeline::buildResultChanged, this, &DoneModel::onBuildResult);
         connect(m_pipeline, &LocalPipeline::resultsChanged, this, &DoneModel::onResults);
@@ -199,6 +171,7 @@ void DoneModel::setWizard(MineView* wizard) {
     onResults();
     onExportDir();
     emit wizardChanged();
+    emit resolveConnectedChanged();
     // The burst waits for the page's entrance to get under way.
     QTimer::singleShot(kConfettiDelayMs, this, [this] {
         if (!m_showConfetti) {
@@ -227,13 +200,16 @@ QString DoneModel::summaryText() const {
 }
 
 // Every assignment ends the wait, the same text as last time included: a rebuild that ends as the
-// one before it must still end.
+// one before it must still end, and says when it ended so the two can be told apart.
 void DoneModel::onBuildResult() {
     const std::optional<QString> status = m_pipeline ? m_pipeline->buildResult() : std::nullopt;
-    if (!m_isBuilding && status == m_buildStatus)
+    if (!m_isBuilding && status && m_buildStatus && m_buildStatus->startsWith(*status))
         return;
     m_isBuilding = false;
     m_buildStatus = status;
+    if (m_buildStatus)
+        *m_buildStatus +=
+            QStringLiteral(" · ") + m_pipeline->clock().now().time().toString(QStringLiteral("HH:mm:ss"));
     emit buildChanged();
 }
 
@@ -270,37 +246,140 @@ void DoneModel::showExportFile(int row) {
         AppServices::opener().showInFileViewer(path);
 }
 
-QList<MediaFileInfo> DoneModel::mediaFiles() const {
-    return generateMediaFileInfo(results(), m_pipeline->lastMediaPaths(), m_pipeline->probeResults());
+bool DoneModel::resolveConnected() const {
+    return m_wizard && m_wizard->resolveBridge()->isConnected();
 }
 
-// Written in the press, on the main thread: a long story holds the page for as long as it takes.
-// A failure is for the console only; the editor sees no file appear.
+QVariantList DoneModel::editorLines() {
+    static const QVariantList lines = {
+        QVariantMap{
+            {"editor", "Final Cut Pro"}, {"how", "File ▸ Import ▸ XML…"}, {"file", "story_edit.fcpxml"}},
+        QVariantMap{{"editor", "Premiere Pro"}, {"how", "File ▸ Import…"}, {"file", "story_edit.xml"}},
+        QVariantMap{{"editor", "DaVinci Resolve (any edition)"},
+                    {"how", "File ▸ Import ▸ Timeline…"},
+                    {"file", "story_edit.otio"}},
+        QVariantMap{{"editor", "Avid"}, {"how", "import the EDL"}, {"file", "story_edit.edl"}},
+    };
+    return lines;
+}
+
+void DoneModel::openInEditor() {
+    save(HandOff::everyEditor);
+}
+
 void DoneModel::exportFcpxml() {
-    const std::optional<QString> dir = exportDir();
-    if (!dir)
-        return;
-    const QString path = *dir + QStringLiteral("/story_edit.fcpxml");
-    const MiningResults& r = results();
-    QString error;
-    if (FCPXMLExporter().exportToFile(path, QLatin1String(kProjectName), r.segments, mediaFiles(), kExportFps,
-                                      r.subtitles, &error))
-        AppServices::opener().showInFileViewer(path);
-    else
-        qInfo().noquote() << QStringLiteral("FCPXML export failed: ") + error;
+    save(HandOff::fcpxml);
 }
 
 void DoneModel::exportEdl() {
+    save(HandOff::edl);
+}
+
+void DoneModel::save(HandOff what) {
     const std::optional<QString> dir = exportDir();
-    if (!dir)
+    if (m_isSaving || !dir || !m_wizard)
         return;
-    const QString path = *dir + QStringLiteral("/story_edit.edl");
+    m_isSaving = true;
+    m_savedNote.clear();
+    m_savedPath.clear();
+    m_savedFor = what == HandOff::everyEditor ? QStringLiteral("editor") : QStringLiteral("export");
+    m_savedFailed = false;
+    emit savedChanged();
+    saveFiles(this, m_wizard->sharedPipeline(), what, *dir, results().segments);
+}
+
+namespace {
+
+struct Written {
     QString error;
-    if (EDLExporter().exportToFile(path, QLatin1String(kProjectName), results().segments, mediaFiles(),
-                                   kExportFps, &error))
-        AppServices::opener().showInFileViewer(path);
-    else
-        qInfo().noquote() << QStringLiteral("EDL export failed: ") + error;
+    QString firstFile;
+};
+
+QString joinedNames(const QStringList& names) {
+    // "story_edit.fcpxml, .xml, .otio, .edl": the shared stem once.
+    QStringList out{names.value(0)};
+    for (qsizetype i = 1; i < names.size(); ++i)
+        out << names[i].mid(names[i].lastIndexOf(u'.'));
+    return out.join(QStringLiteral(", "));
+}
+
+} // namespace
+
+// Measures what was never probed in this process (a reopened mine), builds the timeline of the
+// story as edited, and writes the files on a pool thread: the page keeps moving meanwhile.
+QCoro::Task<> DoneModel::saveFiles(QPointer<DoneModel> self, std::shared_ptr<LocalPipeline> pipeline,
+                                   HandOff what, QString folder, QList<StorySegment> story) {
+    const QStringList paths = pipeline->lastMediaPaths().value_or(QStringList());
+    co_await probeMissing(*pipeline, paths);
+    QList<interchange::SourceMedia> sources;
+    for (const QString& path : paths) {
+        const Json* probe = pipeline->probeOutput(path);
+        sources << interchange::sourceMediaFromProbe(path, probe ? *probe : Json::object());
+    }
+    const interchange::EditTimeline timeline =
+        interchange::buildTimeline(QLatin1String(kProjectName), story, sources);
+    QList<std::pair<QString, QByteArray>> files;
+    if (what != HandOff::edl) {
+        files << std::pair{interchange::kFcpxmlFileName, interchange::fcpxmlBytes(timeline)};
+        files << std::pair{interchange::kFcpxml110FileName,
+                           interchange::fcpxmlBytes(timeline, interchange::FcpxmlVersion::v1_10)};
+    }
+    if (what == HandOff::everyEditor) {
+        files << std::pair{interchange::kFcp7XmlFileName, interchange::fcp7XmlBytes(timeline)};
+        files << std::pair{interchange::kOtioFileName, interchange::otioBytes(timeline)};
+    }
+    if (what != HandOff::fcpxml)
+        files << std::pair{interchange::kEdlFileName, interchange::edlBytes(timeline)};
+    auto write = [folder, files] {
+        QString error;
+        if (!QDir().mkpath(folder))
+            return QStringLiteral("the folder %1 can't be made").arg(folder);
+        for (const auto& [name, bytes] : files)
+            if (!writeFileAtomically(folder + u'/' + name, bytes, &error))
+                return name + QStringLiteral(": ") + error;
+        return QString();
+    };
+    QFuture<QString> written = onWorkerThread(std::move(write));
+    const QString error = co_await written;
+    if (!self)
+        co_return;
+
+    QStringList names;
+    for (const auto& file : files)
+        if (file.first != interchange::kFcpxml110FileName)
+            names << file.first;
+    self->m_isSaving = false;
+    self->m_savedFailed = !error.isEmpty();
+    if (self->m_savedFailed) {
+        self->m_savedNote = QStringLiteral("Could not save %1 — %2").arg(joinedNames(names), error);
+    } else {
+        self->m_savedNote = QStringLiteral("Saved ") + joinedNames(names);
+        self->m_savedPath = folder + u'/' + names.value(0);
+        self->m_handedOff = self->m_handedOff || what == HandOff::everyEditor;
+        QStringList warnings;
+        if (!timeline.skippedMoments.isEmpty())
+            warnings << QStringLiteral(
+                            "%1 moment%2 could not be placed in %3 source file (missing or unreadable)")
+                            .arg(timeline.skippedMoments.size())
+                            .arg(plural(timeline.skippedMoments.size()))
+                            .arg(timeline.skippedMoments.size() == 1 ? QStringLiteral("its")
+                                                                     : QStringLiteral("their"));
+        const QStringList offRate = interchange::filesOffTimelineRate(timeline);
+        if (!offRate.isEmpty()) {
+            QStringList shown;
+            for (const QString& path : offRate)
+                shown << QFileInfo(path).fileName();
+            warnings << QStringLiteral("At another frame rate than the story (converted): ") +
+                            shown.join(QStringLiteral(", "));
+        }
+        self->m_handOffWarning = warnings.join(u'\n');
+    }
+    emit self->savedChanged();
+}
+
+void DoneModel::showSaved() {
+    if (canShowSaved())
+        AppServices::opener().showInFileViewer(m_savedPath);
 }
 
 void DoneModel::openExportFolder() {

@@ -14,6 +14,10 @@
 #include <QPointer>
 #include <QtQml/qqmlregistration.h>
 
+#include <QCoroTask>
+
+#include <memory>
+
 #include <optional>
 
 namespace ondrel {
@@ -118,20 +122,25 @@ class DoneModel : public QObject {
     Q_PROPERTY(bool hasExportDir READ hasExportDir NOTIFY exportDirChanged)
     Q_PROPERTY(ondrel::DoneExportFilesModel* exportFiles READ exportFiles CONSTANT)
 
+    // The hand-off files: being written, what was written last ("Saved …"), whether that failed.
+    Q_PROPERTY(bool isSaving READ isSaving NOTIFY savedChanged)
+    Q_PROPERTY(QString savedNote READ savedNote NOTIFY savedChanged)
+    Q_PROPERTY(bool savedFailed READ savedFailed NOTIFY savedChanged)
+    Q_PROPERTY(bool canShowSaved READ canShowSaved NOTIFY savedChanged)
+    // Where the note belongs: "editor" (the hand-off button) or "export" (the FCPXML and EDL tiles).
+    Q_PROPERTY(QString savedFor READ savedFor NOTIFY savedChanged)
+    // Shown once the story was saved for every editor: how each imports it, and what to watch for.
+    Q_PROPERTY(bool handedOff READ handedOff NOTIFY savedChanged)
+    Q_PROPERTY(QVariantList editorLines READ editorLines CONSTANT)
+    Q_PROPERTY(QString handOffWarning READ handOffWarning NOTIFY savedChanged)
+    // Without Resolve Studio the hand-off is the page's main action.
+    Q_PROPERTY(bool resolveConnected READ resolveConnected NOTIFY resolveConnectedChanged)
+
 public:
     explicit DoneModel(QObject* parent = nullptr);
 
     static constexpr int kConfettiDelayMs = 300;
     static constexpr const char* kProjectName = "Ondrel Story Edit";
-    static constexpr double kExportFps = 24.0;
-
-    // What the EDL and FCPXML exporters get for the run's media: each path's probed facts, a
-    // stand-in of an hour for a path without a probe, or, without paths, placeholder files named
-    // after the story's source clips so that an export can still be written.
-    static QList<MediaFileInfo> generateMediaFileInfo(const MiningResults& results,
-                                                      const std::optional<QStringList>& mediaPaths,
-                                                      const QMap<QString, ProbeResult>& probes);
-    static QList<MediaFileInfo> createDummyMediaInfo(const MiningResults& results);
 
     MineView* wizard() const { return m_wizard; }
     void setWizard(MineView* wizard);
@@ -159,9 +168,23 @@ public:
     Q_INVOKABLE void backToReview();
     // Shows an export file in the file viewer, if it is there.
     Q_INVOKABLE void showExportFile(int row);
+    // The story for every editor: FCPXML (1.11 and 1.10), FCP 7 XML, OTIO and the EDL.
+    Q_INVOKABLE void openInEditor();
     Q_INVOKABLE void exportFcpxml();
     Q_INVOKABLE void exportEdl();
+    // The last saved file in the file viewer.
+    Q_INVOKABLE void showSaved();
     Q_INVOKABLE void openExportFolder();
+
+    bool isSaving() const { return m_isSaving; }
+    QString savedNote() const { return m_savedNote; }
+    bool savedFailed() const { return m_savedFailed; }
+    bool canShowSaved() const { return !m_savedPath.isEmpty() && !m_isSaving; }
+    QString savedFor() const { return m_savedFor; }
+    bool handedOff() const { return m_handedOff; }
+    static QVariantList editorLines();
+    QString handOffWarning() const { return m_handOffWarning; }
+    bool resolveConnected() const;
 
 signals:
     void wizardChanged();
@@ -169,11 +192,16 @@ signals:
     void buildChanged();
     void resultsChanged();
     void exportDirChanged();
+    void savedChanged();
+    void resolveConnectedChanged();
 
 private:
     const MiningResults& results() const;
     std::optional<QString> exportDir() const;
-    QList<MediaFileInfo> mediaFiles() const;
+    enum class HandOff { everyEditor, fcpxml, edl };
+    void save(HandOff what);
+    static QCoro::Task<> saveFiles(QPointer<DoneModel> self, std::shared_ptr<LocalPipeline> pipeline,
+                                   HandOff what, QString folder, QList<StorySegment> story);
     void onBuildResult();
     void onResults();
     void onExportDir();
@@ -183,6 +211,13 @@ private:
     bool m_showConfetti = false;
     bool m_isBuilding = false;
     std::optional<QString> m_buildStatus;
+    bool m_isSaving = false;
+    QString m_savedNote;
+    QString m_savedPath;
+    QString m_savedFor;
+    bool m_savedFailed = false;
+    bool m_handedOff = false;
+    QString m_handOffWarning;
     DoneActsModel m_acts;
     DoneExportFilesModel m_exportFiles;
 };
