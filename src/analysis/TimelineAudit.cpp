@@ -85,6 +85,8 @@ QCoro::Task<void> auditTimeline(LocalPipeline& pipeline, QString timeline) {
         pipeline.fail(QStringLiteral("Could not access source media"));
         co_return;
     }
+    // Kept for the timeline the editor may build of the moments found.
+    pipeline.setLastMediaPaths(*mediaPaths);
     pipeline.log(QStringLiteral("✓ Found %1 total source files in media pool").arg(mediaPaths->size()),
                  QStringLiteral("green"));
     pipeline.setProgress(0.25);

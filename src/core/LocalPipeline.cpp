@@ -531,6 +531,25 @@ QCoro::Task<> LocalPipeline::sendToResolve(QList<StorySegment> segments) {
     co_await m_steps.buildTimelineFromSegmentsFile(*this);
 }
 
+QCoro::Task<> LocalPipeline::buildMoments(QList<StorySegment> moments) {
+    const auto self = shared_from_this();
+    const Entry entry = co_await enter();
+    if (!entry)
+        co_return;
+    // The build lays its clips out from the probe cache, which may hold another mine's files.
+    const QStringList media = m_lastMediaPaths.value_or(QStringList());
+    co_await m_steps.probeAllMedia(*this, media);
+    if (isCancelled())
+        co_return;
+    MiningResults story;
+    story.segments = std::move(moments);
+    story = co_await m_steps.assignSourceClips(*this, story, media);
+    if (isCancelled())
+        co_return;
+    m_steps.writeSegmentsJsonPublic(*this, story.segments);
+    co_await m_steps.buildTimelineFromSegmentsFile(*this);
+}
+
 QCoro::Task<bool> LocalPipeline::rebuildTimeline(QString name, QStringList mediaPaths) {
     if (!m_results)
         co_return false;

@@ -123,6 +123,10 @@ public:
     // The wizard's builds: the segments file as it stands, or first rewritten with an edited list.
     QCoro::Task<> buildTimelineFromSegmentsFile();
     QCoro::Task<> sendToResolve(QList<StorySegment> segments);
+    // A timeline of these moments alone (the audit's buried gold), each placed in its own source
+    // clip: the last run's media are measured, the moments assigned and built; the outcome lands
+    // in buildResult.
+    QCoro::Task<> buildMoments(QList<StorySegment> moments);
 
     // Stops the work of this pipeline that is under way or waiting for its turn: what it awaits is
     // aborted (requests, ffmpeg and ffprobe children), it returns at once, and from then on it

@@ -101,6 +101,8 @@ MineView::MineView(QObject* parent)
 
     for (auto signal : {&LocalPipeline::resultsChanged, &LocalPipeline::auditReportChanged})
         QObject::connect(m_pipeline.get(), signal, this, &MineView::pageChanged);
+    for (auto signal : {&LocalPipeline::stepChanged, &LocalPipeline::waitingForTurnChanged})
+        QObject::connect(m_pipeline.get(), signal, this, &MineView::isWorkingChanged);
     for (auto signal : {&MineView::currentStepChanged, &MineView::selectedModeChanged})
         QObject::connect(this, signal, this, &MineView::pageChanged);
     for (auto signal : {&MineView::selectedModeChanged, &MineView::targetMinutesChanged})
@@ -259,15 +261,40 @@ QString MineView::page() const {
 
 // ---- moves -----------------------------------------------------------------------------------
 
+bool MineView::isWorking() const {
+    switch (m_pipeline->step()) {
+    case PipelineStep::idle:
+    case PipelineStep::complete:
+    case PipelineStep::error:
+        return m_pipeline->waitingForTurn();
+    default:
+        return true;
+    }
+}
+
 void MineView::advanceTo(int step) {
     if (step < 0 || step > int(MineStep::done) || MineStep(step) == m_currentStep)
         return;
     m_currentStep = MineStep(step);
+    // Mines saved since the page was last shown (a run that just ended, another window's) belong
+    // in its list.
+    if (m_currentStep == MineStep::setup)
+        refreshSavedProjects();
     emit currentStepChanged();
 }
 
-void MineView::tapStep(int step) {
+bool MineView::canTapStep(int step) const {
     if (step < int(m_currentStep))
+        return true;
+    if (step == int(m_currentStep) || isWorking())
+        return false;
+    const bool hasStory =
+        isAudit() ? m_pipeline->auditReport().has_value() : m_pipeline->results().has_value();
+    return hasStory && (step == int(MineStep::review) || (step == int(MineStep::done) && !isAudit()));
+}
+
+void MineView::tapStep(int step) {
+    if (canTapStep(step))
         advanceTo(step);
 }
 
@@ -278,7 +305,7 @@ namespace {
 QCoro::Task<> reviewWhenComplete(QPointer<MineView> wizard, std::shared_ptr<LocalPipeline> pipeline,
                                  QCoro::Task<> work) {
     co_await work;
-    if (wizard && pipeline->step() == PipelineStep::complete)
+    if (wizard && pipeline->step() == PipelineStep::complete && !wizard->isCancelQuestionOpen())
         wizard->advanceTo(int(MineStep::review));
 }
 
@@ -306,6 +333,10 @@ void MineView::cancelMining() {
 
 void MineView::buildTimeline() {
     m_pipeline->buildTimelineFromSegmentsFile();
+}
+
+void MineView::buildMoments(const QList<StorySegment>& moments) {
+    m_pipeline->buildMoments(moments);
 }
 
 void MineView::resetFlow() {
@@ -338,14 +369,8 @@ void MineView::onLoadProject(const SavedProject& project) {
 }
 
 void MineView::onSendToResolve(const QList<StorySegment>& segments) {
-    if (std::optional<MiningResults> results = m_pipeline->results()) {
-        double duration = 0;
-        for (const StorySegment& s : segments)
-            duration += s.endTime - s.startTime;
-        results->segments = segments;
-        results->estimatedDuration = duration;
-        m_pipeline->presentResults(std::move(results));
-    }
+    if (const std::optional<MiningResults> results = m_pipeline->results())
+        m_pipeline->presentResults(withEditedSegments(*results, segments));
     // Written and built in one turn of the work queue, so no other run's files are touched.
     m_pipeline->sendToResolve(segments);
     advanceTo(int(MineStep::done));

@@ -83,6 +83,8 @@ class MineView : public QObject {
     // -1 unanswered, 1 "Good", 0 "Needs work".
     Q_PROPERTY(int rating READ ratingValue WRITE setRatingValue NOTIFY ratingChanged)
     Q_PROPERTY(bool hasLoadedProject READ hasLoadedProject NOTIFY loadedProjectChanged)
+    // A run, audit or build of this wizard is under way or waiting for its turn.
+    Q_PROPERTY(bool isWorking READ isWorking NOTIFY isWorkingChanged)
 
     // Derived.
     Q_PROPERTY(double estimatedCredits READ estimatedCredits NOTIFY estimateChanged)
@@ -140,15 +142,25 @@ public:
     static QVariantList languages();
     QString page() const;
 
+    bool isWorking() const;
+
     // The only way the page changes (the QML animates it).
     Q_INVOKABLE void advanceTo(int step);
-    // A tap on the step indicator: back only.
+    // A tap on the step indicator: back, or forward to a page that has something to show once
+    // nothing is under way (a finished story stays reachable from the pages before it).
     Q_INVOKABLE void tapStep(int step);
+    Q_INVOKABLE bool canTapStep(int step) const;
+    // While the user answers the cancel question the wizard stays where it is, so a run that ends
+    // meanwhile never moves the page under their pointer.
+    void setCancelQuestionOpen(bool open) { m_cancelQuestionOpen = open; }
+    bool isCancelQuestionOpen() const { return m_cancelQuestionOpen; }
     // The setup page's "Refresh": connect, and list the timelines when connected.
     Q_INVOKABLE void refreshConnection();
     Q_INVOKABLE void startMining();
     Q_INVOKABLE void cancelMining();
     Q_INVOKABLE void buildTimeline();
+    // The audit's chosen buried gold as a timeline of its own.
+    void buildMoments(const QList<StorySegment>& moments);
     Q_INVOKABLE void resetFlow();
     // A row of "RECENT MINES".
     Q_INVOKABLE void loadProject(int row);
@@ -169,6 +181,7 @@ signals:
     void loadedProjectChanged();
     void estimateChanged();
     void pageChanged();
+    void isWorkingChanged();
 
 private:
     static QCoro::Task<> connectToResolve(std::shared_ptr<ResolveBridge> bridge);
@@ -192,6 +205,7 @@ private:
     QString m_selectedLanguage = QStringLiteral("auto");
     std::optional<int> m_rating;
     std::optional<SavedProject> m_loadedProject;
+    bool m_cancelQuestionOpen = false;
 };
 
 } // namespace ondrel

@@ -5,7 +5,9 @@
 #include "UiTestSupport.h"
 #include "ui/ClockText.h"
 
+#include "DoneAuditSupport.h"
 #include "core/WorkQueue.h"
+#include "media/TranscriptCache.h"
 #include "ui/ProcessingModel.h"
 #include "ui/ReviewModel.h"
 #include "ui/Theme.h"
@@ -389,4 +391,97 @@ TEST(ReviewPage, ACardDraggedAndOneRemovedAreBuiltInTheirNewOrder) {
     ASSERT_EQ(items.size(), 2u) << timelines.back().dump();
     EXPECT_GT(items[0]["sourceStart"].get<double>(), items[1]["sourceStart"].get<double>());
     EXPECT_NE(wizard->pipeline()->buildResultText(), before);
+}
+
+// An editor's first hour through the real screens: Cancel stops the run where it waits and nothing
+// of it follows; a run that ends behind the cancel question leaves the page where it is and says so;
+// a finished page can be stepped back to and on from; Setup lists the new mine; and a re-mine from
+// the Done page sends the mine's transcript again, never an empty one, without transcribing anew.
+TEST(ProcessingPage, CancelEndingsAndTheWayOnThroughTheScreens) {
+    WizardRig rig;
+    MineView* wizard = rig.openWizard();
+    wizard->setSelectedTimelineText(WizardRig::kTimeline);
+    const QByteArray story = QByteArray::fromStdString(
+        Json{{"content", {{{"type", "text"}, {"text", WizardRig::kStory}}}}}.dump());
+    const auto startFromStyle = [&] {
+        wizard->advanceTo(int(MineStep::style));
+        ASSERT_TRUE(waitForSettledPages(rig));
+        revealAndClick(rig, "startMining");
+    };
+
+    // 1. Cancel while the model is asked: the request is dropped, the wizard shows the Style page
+    //    and stays there, and the run writes and logs nothing more.
+    rig.services.answerAlways("/v1/messages", {200, story, "application/json", 600000});
+    startFromStyle();
+    ASSERT_TRUE(waitFor([&] { return rig.services.requestsTo("/v1/messages").size() == 1; }, 60000));
+    ASSERT_TRUE(waitForSettledPages(rig));
+    rig.click("cancelMining");
+    ASSERT_TRUE(waitFor([&] { return rig.find("dialogConfirm") != nullptr; }));
+    rig.click("dialogConfirm");
+    EXPECT_EQ(wizard->currentStep(), MineStep::style);
+    EXPECT_TRUE(waitFor([&] { return rig.services.abandoned().size() == 1; }));
+    EXPECT_TRUE(waitFor([&] { return !WorkQueue::shared().isBusy(); }));
+    QTest::qWait(300);
+    EXPECT_EQ(wizard->currentStep(), MineStep::style);
+    EXPECT_TRUE(wizard->pipeline()->logs().isEmpty());
+    EXPECT_FALSE(QFileInfo::exists(rig.home.paths().exportDirFor(WizardRig::kTimeline)));
+
+    // 2. A run that ends while the cancel question is up: the question goes, the page stays and
+    //    says how the run ended, and its button leads on.
+    rig.services.answerAlways("/v1/messages", {200, story, "application/json", 1500});
+    startFromStyle();
+    ASSERT_TRUE(waitFor([&] { return rig.services.requestsTo("/v1/messages").size() == 2; }, 60000));
+    ASSERT_TRUE(waitForSettledPages(rig));
+    rig.click("cancelMining");
+    ASSERT_TRUE(waitFor([&] { return rig.find("dialogConfirm") != nullptr; }));
+    ASSERT_TRUE(waitFor([&] { return rig.find("miningNext") != nullptr; }, 60000));
+    EXPECT_FALSE(rig.find("dialogConfirm"));
+    EXPECT_FALSE(rig.find("cancelMining"));
+    EXPECT_EQ(rig.text("miningTitle"), "Mining complete");
+    EXPECT_EQ(rig.text("miningNext"), "Review the story →");
+    QTest::qWait(300);
+    EXPECT_EQ(wizard->currentStep(), MineStep::mining);
+    rig.click("miningNext");
+    EXPECT_EQ(wizard->currentStep(), MineStep::review);
+
+    // 3. Back to the finished Mining page and on again from the step indicator.
+    ASSERT_TRUE(waitForSettledPages(rig));
+    rig.click("stepMining");
+    ASSERT_TRUE(waitForSettledPages(rig));
+    EXPECT_EQ(rig.text("miningTitle"), "Mining complete");
+    rig.click("stepReview");
+    EXPECT_EQ(wizard->currentStep(), MineStep::review);
+
+    // 4. The Done page's re-mine starts from the mine's own transcript.
+    ASSERT_TRUE(waitForSettledPages(rig));
+    revealAndClick(rig, "skipToExports");
+    ASSERT_TRUE(waitForSettledPages(rig));
+    const qsizetype transcriptions = rig.services.requestsTo("/v1/audio/transcriptions").size();
+    revealAndClick(rig, "remine");
+    EXPECT_EQ(wizard->currentStep(), MineStep::style);
+    EXPECT_TRUE(wizard->hasLoadedProject());
+    rig.services.answerAlways("/v1/messages", {200, story});
+    ASSERT_TRUE(waitForSettledPages(rig));
+    revealAndClick(rig, "startMining");
+    ASSERT_TRUE(waitFor([&] { return wizard->currentStep() == MineStep::review; }, 60000))
+        << wizard->pipeline()->errorMessageText().toStdString();
+    const QList<RecordedRequest> asked = rig.services.requestsTo("/v1/messages");
+    EXPECT_TRUE(asked.last().body.contains("nac\\u00ed en el mar") ||
+                asked.last().body.contains("nací en el mar"))
+        << "the re-mine sends the mine's transcript";
+    EXPECT_TRUE(
+        std::any_of(wizard->pipeline()->logs().begin(), wizard->pipeline()->logs().end(),
+                    [](const PipelineLog& l) { return l.text.startsWith("$ ondrel mine --reload"); }));
+    const QList<RecordedRequest> speech = rig.services.requestsTo("/v1/audio/transcriptions");
+    ASSERT_GT(speech.size(), transcriptions);
+    for (qsizetype i = transcriptions; i < speech.size(); ++i)
+        EXPECT_TRUE(speech[i].body.contains("\r\n\r\nword\r\n")) << "only the new story's word timing";
+    const std::optional<SavedProject> saved = loadSavedProject(rig.home.paths(), WizardRig::kTimeline);
+    ASSERT_TRUE(saved);
+    EXPECT_EQ(saved->transcript.size(), 2);
+
+    // 5. Setup lists the mine as soon as it shows.
+    wizard->tapStep(int(MineStep::setup));
+    ASSERT_TRUE(waitForSettledPages(rig));
+    EXPECT_TRUE(rig.find("recentMine0"));
 }
