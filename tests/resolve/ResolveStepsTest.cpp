@@ -239,6 +239,11 @@ TEST_F(TimelineBuild, FullBuildPlacesMomentsMarksChaptersAndWritesCards) {
 }
 
 TEST_F(TimelineBuild, EveryWordShowsInOrderInsideItsMoment) {
+    const QList<StorySegment> unplaced = {
+        segment(1, 10, 13, "a.wav", "First words here."),
+        segment(2, 60, 59, "a.wav", "Backwards, so Resolve refuses it."), // Out before In
+        {3, 100, 120, "a.wav", "t", momentText(40, true), std::nullopt},
+    };
     const struct {
         const char* what;
         QList<StorySegment> segments;
@@ -247,6 +252,7 @@ TEST_F(TimelineBuild, EveryWordShowsInOrderInsideItsMoment) {
         {"short moments", momentsOf({0.5, 0.7, 1.0, 1.3, 1.6, 1.9}), {}},
         {"3, 20 and 40 s moments", momentsOf({3, 20, 40}), {}},
         {"moments without a translation show their transcript", momentsOf({0.8, 3, 20}, true), {}},
+        {"a moment Resolve could not place takes no other moment's place", unplaced, {1}},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.what);

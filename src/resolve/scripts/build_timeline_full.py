@@ -182,6 +182,7 @@ print(f"LOG:Created timeline: {tl_name_full}")
 
 # --- place the clips: In and Out on the pool item, then the whole item -----------------------
 appended = 0
+placed = []  # the segment of each clip appended, in timeline order
 for seg_idx, seg in enumerate(segments):
     st = seg["startTime"]
     et = seg["endTime"]
@@ -211,6 +212,7 @@ for seg_idx, seg in enumerate(segments):
     item.SetClipProperty("Out", sec_to_tc(start_tc + file_rel_end))
     if mp.AppendToTimeline([item]):
         appended += 1
+        placed.append(seg)
 
 # --- restore the clips and read the positions back ---------------------------------------
 for name, (item, props) in source.items():
@@ -225,12 +227,14 @@ tl_start_offset = tl.GetStartFrame()
 positions = []
 items = tl.GetItemListInTrack("audio", 1)
 if items:
+    # Paired with the segments actually appended, so a clip Resolve refused does not hand its
+    # words and chapter to the moments after it.
     for i, it in enumerate(items):
-        if i >= len(segments):
+        if i >= len(placed):
             break
         positions.append(((it.GetStart() - tl_start_offset) / fps, (it.GetEnd() - tl_start_offset) / fps,
-                          segments[i].get("translation") or "", segments[i].get("chapter") or "",
-                          segments[i].get("translation") or segments[i].get("transcript") or ""))
+                          placed[i].get("translation") or "", placed[i].get("chapter") or "",
+                          placed[i].get("translation") or placed[i].get("transcript") or ""))
     print(f"LOG:Read {len(positions)} clip positions from timeline")
 
 # --- chapter markers and subtitle cards --------------------------------------------------
