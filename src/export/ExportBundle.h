@@ -24,7 +24,9 @@ std::optional<QString> formatDuration(double seconds);  // the same form
 std::optional<QString> srtTime(double seconds);         // "hh:mm:ss,mmm", milliseconds cut, not rounded
 
 // The SRT on the clock of the new edit: 0 is the start of the first segment. Cards follow the
-// word times of a segment's WordSegment when it has words, else they are spread evenly.
+// word times of a segment's WordSegment when it has words, else they are spread evenly. Every
+// word of a segment shows, in order, on cards inside that segment's time; a segment of no length
+// shows none.
 // Each file's text is absent, with the reason in *error, when a time in it cannot be written.
 std::optional<QString> subtitlesSrt(const MiningResults& analysis, const QList<WordSegment>& wordSegments,
                                     QString* error = nullptr);

@@ -112,6 +112,29 @@ def srt_time(sec):
     return f"{whole // 3600:02d}:{(whole % 3600) // 60:02d}:{whole % 60:02d},{ms:03d}"
 
 
+def fit_cards(planned, start_sec, end_sec):
+    # A card with less than a second inside the moment (past its end when the punctuation breaks
+    # made more cards than planned, or in a moment shorter than a second) joins the card before it,
+    # or the next one when it is the first, so its words still show in their own moment.
+    kept = []
+    waiting = None
+    for card_start, card_end, card_words in planned:
+        if waiting:
+            card_start, card_words = min(card_start, waiting[0]), waiting[1] + card_words
+            waiting = None
+        if card_end - card_start >= 1.0:
+            kept.append([card_start, card_end, card_words])
+        elif kept:
+            kept[-1][1] = max(kept[-1][1], min(card_end, end_sec))
+            kept[-1][2] = kept[-1][2] + card_words
+        else:
+            waiting = (card_start, card_words)
+    if waiting:
+        # A moment too short for any card of a second: its words take all of it.
+        kept.append([start_sec, end_sec, waiting[1]])
+    return kept
+
+
 # --- lay the clips out on the transcript's clock -------------------------------------------
 clip_order = sorted(source.keys())
 offset_map = []
@@ -159,6 +182,7 @@ print(f"LOG:Created timeline: {tl_name_full}")
 
 # --- place the clips: In and Out on the pool item, then the whole item -----------------------
 appended = 0
+placed = []  # the segment of each clip appended, in timeline order
 for seg_idx, seg in enumerate(segments):
     st = seg["startTime"]
     et = seg["endTime"]
@@ -188,6 +212,7 @@ for seg_idx, seg in enumerate(segments):
     item.SetClipProperty("Out", sec_to_tc(start_tc + file_rel_end))
     if mp.AppendToTimeline([item]):
         appended += 1
+        placed.append(seg)
 
 # --- restore the clips and read the positions back ---------------------------------------
 for name, (item, props) in source.items():
@@ -202,11 +227,14 @@ tl_start_offset = tl.GetStartFrame()
 positions = []
 items = tl.GetItemListInTrack("audio", 1)
 if items:
+    # Paired with the segments actually appended, so a clip Resolve refused does not hand its
+    # words and chapter to the moments after it.
     for i, it in enumerate(items):
-        if i >= len(segments):
+        if i >= len(placed):
             break
         positions.append(((it.GetStart() - tl_start_offset) / fps, (it.GetEnd() - tl_start_offset) / fps,
-                          segments[i].get("translation") or "", segments[i].get("chapter") or ""))
+                          placed[i].get("translation") or "", placed[i].get("chapter") or "",
+                          placed[i].get("translation") or placed[i].get("transcript") or ""))
     print(f"LOG:Read {len(positions)} clip positions from timeline")
 
 # --- chapter markers and subtitle cards --------------------------------------------------
@@ -215,7 +243,7 @@ last_chapter = None
 chapter_idx = 0
 srt_lines = []
 cards = 0
-for start_sec, end_sec, translation, chapter in positions:
+for start_sec, end_sec, translation, chapter, text in positions:
     seg_duration = end_sec - start_sec
     if chapter and chapter != last_chapter:
         try:
@@ -225,7 +253,8 @@ for start_sec, end_sec, translation, chapter in positions:
             pass
         last_chapter = chapter
         chapter_idx += 1
-    words = translation.split()
+    # A moment without a translation shows what was said.
+    words = text.split()
     if not words:
         continue
     num_cards = max(1, round(seg_duration / 3.5))
@@ -237,20 +266,22 @@ for start_sec, end_sec, translation, chapter in positions:
         words_per_card = max(3, len(words) // num_cards)
     word_idx = 0
     card_num = 0
+    planned = []
     while word_idx < len(words):
         end_idx = min(word_idx + words_per_card, len(words))
         for k in range(end_idx - 1, word_idx, -1):
             if words[k].endswith((".", ",", ";", ":", "—", "...")):
                 end_idx = k + 1
                 break
-        text = " ".join(words[word_idx:end_idx])
         card_start = start_sec + card_num * card_duration
         card_end = min(card_start + card_duration, end_sec)
-        if card_end - card_start >= 1.0:
-            cards += 1
-            srt_lines += [str(cards), f"{srt_time(card_start)} --> {srt_time(card_end)}", text, ""]
+        planned.append((card_start, card_end, words[word_idx:end_idx]))
         word_idx = end_idx
         card_num += 1
+    for card_start, card_end, card_words in fit_cards(planned, start_sec, end_sec):
+        cards += 1
+        text = " ".join(card_words)
+        srt_lines += [str(cards), f"{srt_time(card_start)} --> {srt_time(card_end)}", text, ""]
 
 # --- write the subtitles and finish -------------------------------------------------------
 srt_text = "\n".join(srt_lines)
