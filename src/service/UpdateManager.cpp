@@ -1,6 +1,7 @@
 #include "UpdateManager.h"
 
 #include "Constants.h"
+#include "PluginManager.h"
 
 #include "core/Files.h"
 #include "core/Http.h"
@@ -85,7 +86,18 @@ UpdateManagerConfig UpdateManagerConfig::platformDefault() {
 UpdateManager::UpdateManager(UpdateManagerConfig config, QObject* parent)
     : QObject(parent)
     , m_config(std::move(config))
-    , m_api(m_config.endpoints) {}
+    , m_api(m_config.endpoints) {
+    readInstalledVersion();
+}
+
+void UpdateManager::readInstalledVersion() {
+    QString version =
+        installedPluginVersion(m_config.pluginPath).value_or(QLatin1String(Constants::App::pluginVersion));
+    if (m_installedVersion == version)
+        return;
+    m_installedVersion = std::move(version);
+    emit installedVersionChanged();
+}
 
 UpdateManager& UpdateManager::shared() {
     static QPointer<UpdateManager> instance;
@@ -118,8 +130,10 @@ QCoro::Task<> UpdateManager::checkForUpdates() {
         setLatestVersion(info->version);
         m_downloadURL = info->downloadURL;
         setReleaseNotes(info->releaseNotes);
-        // Compared with the version this application carries, not with the installed one.
-        setUpdateAvailable(isNewerVersion(info->version, QLatin1String(Constants::App::pluginVersion)));
+        // Compared with what is in place: the version this application carries is only a guess
+        // at it, and once an update is in, that guess would offer the same update forever.
+        readInstalledVersion();
+        setUpdateAvailable(isNewerVersion(info->version, m_installedVersion));
         setStatusMessage(m_updateAvailable ? std::optional<QString>(QStringLiteral("Update available!"))
                                            : std::nullopt);
     } else {
@@ -216,6 +230,7 @@ QCoro::Task<> UpdateManager::downloadAndInstall() {
         failDownload(UpdateError(UpdateError::Kind::installFailed, message).description());
         co_return;
     }
+    readInstalledVersion();
 
     setDownloadProgress(1.0);
     setUpdateAvailable(false);

@@ -209,6 +209,39 @@ TEST_F(Screens, UpdatesReadTheCheckAsItGoes) {
     screen.reset();
 }
 
+// The screen goes by the plugin in place, which is also what an update is measured against.
+TEST_F(Screens, UpdatesGoByThePluginInPlace) {
+    struct Case {
+        const char* name;
+        QByteArray versionFile; // "" for no plugin at all
+        QString installed;
+        bool offered; // 0.2.0 is offered
+    } cases[] = {
+        {"no plugin: the version the application carries", "", "0.1.0-beta", true},
+        {"an older plugin", R"({"version":"0.1.5"})", "0.1.5", true},
+        {"the offered version", R"({"version":"0.2.0"})", "0.2.0", false},
+        {"a newer plugin", R"({"version":"0.3.0"})", "0.3.0", false},
+        {"a plugin without a readable version", "{broken", "Unknown", true},
+    };
+    service.answerAlways("/api/v1/version", {200, R"({"version":"0.2.0"})", "application/json"});
+    signIn(kMaya);
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        QDir(pluginDir).removeRecursively();
+        if (!c.versionFile.isEmpty())
+            writeFile(pluginDir + "/version.json", c.versionFile);
+        UpdateManager fresh(updates->config());
+        AppServices::install({.auth = auth.get(), .updates = &fresh, .plugins = plugins.get()});
+        show("Account/UpdateView.qml");
+        EXPECT_EQ(text("installedVersion"), c.installed);
+        ASSERT_TRUE(waitFor([&] { return text("latestVersion") == "0.2.0"; }));
+        EXPECT_EQ(find("downloadAndInstall") != nullptr, c.offered);
+        EXPECT_EQ(find("upToDate") != nullptr, !c.offered);
+        screen.reset();
+    }
+    AppServices::install({.auth = auth.get(), .updates = updates.get(), .plugins = plugins.get()});
+}
+
 TEST_F(Screens, UninstallingAsksFirst) {
     QDir().mkpath(pluginDir);
     writeFile(pluginDir + "/version.json", R"({"version":"0.1.0-beta"})");
