@@ -212,10 +212,21 @@ QCoro::Task<> UpdateManager::downloadAndInstall() {
     }
     setDownloadProgress(0.8);
 
-    const QString plugin = m_config.pluginPath;
-    const QString text = QStringLiteral("rm -rf ") + shellQuote(plugin) + QStringLiteral(" && cp -R ") +
-                         shellQuote(extracted + QStringLiteral("/com.tarnwell.ondrel")) + u' ' +
-                         shellQuote(QFileInfo(QDir::cleanPath(plugin)).path());
+    // An unpacked update without the version file is no plugin: better the old one stays.
+    const QString source = extracted + QStringLiteral("/com.tarnwell.ondrel");
+    if (!QFileInfo(source + QStringLiteral("/version.json")).isFile()) {
+        failDownload(UpdateError(UpdateError::Kind::installFailed,
+                                 QStringLiteral("the update holds no com.tarnwell.ondrel/version.json"))
+                         .description());
+        co_return;
+    }
+
+    // Resolve's plugin folder may not exist before the first plugin; without it `cp -R` would make
+    // the plugin's own files into that folder.
+    const QString plugin = QDir::cleanPath(m_config.pluginPath);
+    const QString text = QStringLiteral("mkdir -p ") + shellQuote(QFileInfo(plugin).path()) +
+                         QStringLiteral(" && rm -rf ") + shellQuote(plugin) + QStringLiteral(" && cp -R ") +
+                         shellQuote(source) + u' ' + shellQuote(plugin);
     const std::shared_ptr<AdminShell> shell = m_config.shell;
     const AdminOutcome outcome = co_await shell->run(text);
     if (!self)
@@ -231,6 +242,13 @@ QCoro::Task<> UpdateManager::downloadAndInstall() {
         co_return;
     }
     readInstalledVersion();
+    // A shell that reports success is no proof: only the version file in place is.
+    if (!QFileInfo(plugin + QStringLiteral("/version.json")).isFile()) {
+        failDownload(UpdateError(UpdateError::Kind::installFailed,
+                                 QStringLiteral("%1 holds no version.json after the copy").arg(plugin))
+                         .description());
+        co_return;
+    }
 
     setDownloadProgress(1.0);
     setUpdateAvailable(false);

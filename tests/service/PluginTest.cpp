@@ -276,3 +276,83 @@ TEST(UpdateManager, CheckDownloadAndInstall) {
     EXPECT_FALSE(offline.updateAvailable());
     EXPECT_FALSE(offline.isChecking());
 }
+
+// A first update, before any plugin or even Resolve's plugin folder exists: the plugin lands as its
+// own folder, not as loose files in a new plugin folder, and from then on the screen and the check
+// go by the version that is in place.
+TEST(UpdateManager, AFirstUpdateMakesThePluginFolderAndItsParents) {
+    QTemporaryDir tmp;
+    QDir().mkpath(tmp.path() + "/Resolve's Support");
+    const QString parent = tmp.path() + "/Resolve's Support/Workflow Integration Plugins";
+    const QString plugin = parent + "/com.tarnwell.ondrel";
+    const QString work = tmp.path() + "/cache/ondrel-update";
+    FakeHttpServer server;
+    const QByteArray zipUrl = server.baseUrl().toUtf8() + "/plugin.zip";
+    server.answerAlways("/api/v1/version", {200, R"({"version":"0.2.0","download_url":")" + zipUrl + R"("})",
+                                            "application/json"});
+    server.enqueue("/plugin.zip", {200, pluginZip(tmp.path(), "0.2.0"), "application/zip"});
+
+    UpdateManager updater({endpointsFor(server), plugin, plainShell(), "/usr/bin/unzip", work});
+    // Nothing installed: the version the application carries stands in.
+    EXPECT_EQ(updater.installedVersion(), "0.1.0-beta");
+    QCoro::waitFor(updater.checkForUpdates());
+    ASSERT_TRUE(updater.updateAvailable());
+    QCoro::waitFor(updater.downloadAndInstall());
+    EXPECT_FALSE(updater.errorMessage().has_value()) << updater.errorMessageText().toStdString();
+    EXPECT_EQ(QDir(parent).entryList(QDir::AllEntries | QDir::NoDotAndDotDot),
+              QStringList({"com.tarnwell.ondrel"}));
+    EXPECT_EQ(filesIn(plugin), QStringList({"main.js", "version.json"}));
+    EXPECT_EQ(updater.installedVersion(), "0.2.0");
+
+    UpdateManager nextStart({endpointsFor(server), plugin, plainShell(), "/usr/bin/unzip", work});
+    EXPECT_EQ(nextStart.installedVersion(), "0.2.0");
+    QCoro::waitFor(nextStart.checkForUpdates());
+    EXPECT_FALSE(nextStart.updateAvailable());
+}
+
+// An update that would leave no plugin in place says so, and one that can't be a plugin never
+// removes the plugin that works.
+TEST(UpdateManager, AnInstallThatLeavesNoPluginFails) {
+    QTemporaryDir tmp;
+    const QString doNothing = tmp.path() + "/fake-sh";
+    writeScript(doNothing, "exit 0");
+    const QString zipNoVersion = tmp.path() + "/no-version.zip";
+    ASSERT_EQ(QProcess::execute("python3", {"-c",
+                                            "import sys, zipfile\n"
+                                            "with zipfile.ZipFile(sys.argv[1], 'w') as z:\n"
+                                            "    z.writestr('com.tarnwell.ondrel/main.js', '// plugin')\n",
+                                            zipNoVersion}),
+              0);
+    struct Case {
+        const char* name;
+        QByteArray zip;
+        std::shared_ptr<AdminShell> shell;
+        QByteArray oldVersionFile; // "" for no plugin before the update
+        QString error;
+    } cases[] = {
+        {"a zip without the plugin's version file", readFile(zipNoVersion), plainShell(),
+         R"({"version":"0.1.0"})", "Install failed: the update holds no com.tarnwell.ondrel/version.json"},
+        {"a copy that put nothing in place", pluginZip(tmp.path(), "0.2.0"),
+         std::make_shared<ProcessAdminShell>(ProcessAdminShell::Kind::plainShell, doNothing), "",
+         "Install failed: %1 holds no version.json after the copy"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        const QString plugin = tmp.path() + "/" + c.name + "/plugins/com.tarnwell.ondrel";
+        if (!c.oldVersionFile.isEmpty())
+            writeFile(plugin + "/version.json", c.oldVersionFile);
+        FakeHttpServer server;
+        server.respondJson("/api/v1/version", 200,
+                           R"({"version":"0.2.0","download_url":")" + server.baseUrl().toUtf8() +
+                               R"(/plugin.zip"})");
+        server.enqueue("/plugin.zip", {200, c.zip, "application/zip"});
+        UpdateManager updater(
+            {endpointsFor(server), plugin, c.shell, "/usr/bin/unzip", tmp.path() + "/work"});
+        QCoro::waitFor(updater.checkForUpdates());
+        QCoro::waitFor(updater.downloadAndInstall());
+        EXPECT_EQ(updater.errorMessageText(), c.error.contains("%1") ? c.error.arg(plugin) : c.error);
+        EXPECT_FALSE(updater.statusMessage().has_value());
+        EXPECT_TRUE(updater.updateAvailable());
+        EXPECT_EQ(readFile(plugin + "/version.json"), c.oldVersionFile);
+    }
+}

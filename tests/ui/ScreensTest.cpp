@@ -8,10 +8,12 @@
 #include "ui/UiPaths.h"
 
 #include <QDirIterator>
+#include <QProcess>
 #include <QQmlComponent>
 #include <QQmlEngine>
 #include <QQuickItem>
 #include <QQuickWindow>
+#include <QTemporaryDir>
 #include <QTest>
 #include <QtQml/qqmlextensionplugin.h>
 
@@ -239,6 +241,51 @@ TEST_F(Screens, UpdatesGoByThePluginInPlace) {
         EXPECT_EQ(find("upToDate") != nullptr, !c.offered);
         screen.reset();
     }
+    AppServices::install({.auth = auth.get(), .updates = updates.get(), .plugins = plugins.get()});
+}
+
+// A first update, with no plugin and no plugin folder yet: the screen then names the new version
+// beside "You're up to date!", and the next start offers nothing.
+TEST_F(Screens, AnUpdateWithNoPluginInstalled) {
+    QTemporaryDir tmp;
+    const QString zip = tmp.path() + "/plugin.zip";
+    ASSERT_EQ(
+        QProcess::execute("python3",
+                          {"-c",
+                           "import sys, zipfile\n"
+                           "with zipfile.ZipFile(sys.argv[1], 'w') as z:\n"
+                           "    z.writestr('com.tarnwell.ondrel/version.json', '{\"version\":\"0.2.0\"}')\n"
+                           "    z.writestr('com.tarnwell.ondrel/manifest.json', '{}')\n",
+                           zip}),
+        0);
+    service.answerAlways(
+        "/api/v1/version",
+        {200, R"({"version":"0.2.0","download_url":")" + service.baseUrl().toUtf8() + R"(/plugin.zip"})",
+         "application/json"});
+    service.answerAlways("/plugin.zip", {200, readFile(zip), "application/zip"});
+    ASSERT_FALSE(QFileInfo::exists(QFileInfo(pluginDir).path()));
+    signIn(kMaya);
+    show("Account/UpdateView.qml");
+    EXPECT_EQ(text("installedVersion"), "0.1.0-beta");
+    click("downloadAndInstall");
+    ASSERT_TRUE(waitFor(
+        [&] { return text("updateStatus") == "Update installed! Restart DaVinci Resolve to apply changes."; },
+        30000))
+        << updates->errorMessageText().toStdString();
+    EXPECT_EQ(text("installedVersion"), "0.2.0");
+    EXPECT_TRUE(find("upToDate"));
+    EXPECT_FALSE(find("downloadAndInstall"));
+    EXPECT_EQ(QDir(QFileInfo(pluginDir).path()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot),
+              QStringList({"com.tarnwell.ondrel"}));
+
+    UpdateManager nextStart(updates->config());
+    AppServices::install({.auth = auth.get(), .updates = &nextStart, .plugins = plugins.get()});
+    show("Account/UpdateView.qml");
+    EXPECT_EQ(text("installedVersion"), "0.2.0");
+    ASSERT_TRUE(waitFor([&] { return text("latestVersion") == "0.2.0"; }));
+    EXPECT_TRUE(find("upToDate"));
+    EXPECT_FALSE(find("downloadAndInstall"));
+    screen.reset();
     AppServices::install({.auth = auth.get(), .updates = updates.get(), .plugins = plugins.get()});
 }
 
