@@ -41,18 +41,35 @@ void signInFrom(const QString& url) {
 } // namespace
 
 int main(int argc, char* argv[]) {
+    bool handOver = true;
+    bool askOnly = false;
     for (int i = 1; i < argc; ++i) {
         if (std::strcmp(argv[i], "--version") == 0) {
             std::printf("%s\n", qPrintable(ondrel::Constants::versionLine()));
             return 0;
         }
+        // For a launch that must be the running one itself, such as one started beside stand-in
+        // services: a running instance would take the browser's sign-in instead.
+        if (std::strcmp(argv[i], "--no-hand-off") == 0)
+            handOver = false;
+        // Lets a script find out before it starts what this launch would need.
+        if (std::strcmp(argv[i], "--is-running") == 0)
+            askOnly = true;
     }
 
     // A second launch hands its URL (or a request to show the window) to the running one.
     const QString url = urlArgument(argc, argv);
     const ondrel::InstanceSocket socket = ondrel::SingleInstance::socketPath();
     using HandOff = ondrel::SingleInstance::HandOff;
-    if (!socket.path.isEmpty()) {
+    if (askOnly)
+        return !socket.path.isEmpty() && ondrel::SingleInstance::isRunning(socket.path) ? 0 : 1;
+    if (!socket.path.isEmpty() && !handOver && ondrel::SingleInstance::isRunning(socket.path)) {
+        std::fputs("Ondrel Manager is already running, and --no-hand-off keeps this launch from handing "
+                   "over to it: quit it first.\n",
+                   stderr);
+        return 1;
+    }
+    if (!socket.path.isEmpty() && handOver) {
         switch (ondrel::SingleInstance::handOff(socket.path, url)) {
         case HandOff::handedOver:
             // Said, so that a launch from a terminal does not seem to vanish.

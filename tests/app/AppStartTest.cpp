@@ -123,8 +123,17 @@ TEST(AppStart, ASecondLaunchHandsItsSignInToTheRunningOne) {
     EXPECT_EQ(r.exitCode, 0) << "a plain second launch only shows the running window";
     EXPECT_EQ(r.err, handedOver);
 
+    // A launch that must not hand over ends with its reason, and a script can ask beforehand.
+    r = launch({"--no-hand-off", "ondrel-manager://callback?token=U"});
+    EXPECT_EQ(r.exitCode, 1);
+    EXPECT_EQ(r.err,
+              "Ondrel Manager is already running, and --no-hand-off keeps this launch from handing over "
+              "to it: quit it first.\n");
+    EXPECT_FALSE(ondrel::test::readFile(tokenFile).contains("\"U\""));
+    EXPECT_EQ(launch({"--is-running"}).exitCode, 0);
     EXPECT_EQ(first.state(), QProcess::Running);
 
     first.terminate();
     EXPECT_TRUE(waitUntil([&] { return first.state() == QProcess::NotRunning; }));
+    EXPECT_EQ(launch({"--is-running"}).exitCode, 1);
 }
