@@ -48,7 +48,8 @@ InstanceSocket privateFolder(const QProcessEnvironment& env, uid_t uid) {
     QString temp = env.value(QStringLiteral("TMPDIR"));
     if (!QDir::isAbsolutePath(temp))
         temp = QStringLiteral("/tmp");
-    const QString folder = QDir::cleanPath(temp) + QStringLiteral("/ondrel-manager-%1").arg(uid);
+    // Not "ondrel-manager-<uid>": earlier versions left their socket under that name.
+    const QString folder = QDir::cleanPath(temp) + QStringLiteral("/ondrel-manager-runtime-%1").arg(uid);
     if (::mkdir(QFile::encodeName(folder).constData(), 0700) != 0 && errno != EEXIST)
         return {
             {},

@@ -33,9 +33,9 @@ public:
     };
 
     // `$XDG_RUNTIME_DIR/ondrel-manager.socket` when that folder is the user's own and closed to
-    // others; otherwise `<TMPDIR or /tmp>/ondrel-manager-<uid>/socket` in a folder made 0700 and
-    // refused when it belongs to someone else or is open to others. ONDREL_INSTANCE_SOCKET
-    // overrides it: a path as it is, a bare name inside that private folder.
+    // others; otherwise `<TMPDIR or /tmp>/ondrel-manager-runtime-<uid>/ondrel-manager.socket` in a
+    // folder made 0700 and refused when it belongs to someone else or is open to others.
+    // ONDREL_INSTANCE_SOCKET overrides it: a path as it is, a bare name inside that private folder.
     static InstanceSocket
     socketPath(const QProcessEnvironment& env = QProcessEnvironment::systemEnvironment(),
                uid_t uid = ::getuid());

@@ -73,24 +73,32 @@ TEST(SingleInstance, TheSocketLiesWhereOnlyThisUserReachesIt) {
          true, "", me, "%F/ondrel-manager.socket", ""},
         {"a bare name in our folder", [](auto&, auto&) {}, false, "tests-2", me, "%F/tests-2", ""},
         {"our folder open to others",
-         [&](auto& temp, auto&) { makeFolder(temp + "/ondrel-manager-" + QString::number(me), 0755); }, false,
-         "", me, "", "%F is open to other users (mode 0755)"},
+         [&](auto& temp, auto&) {
+             makeFolder(temp + "/ondrel-manager-runtime-" + QString::number(me), 0755);
+         },
+         false, "", me, "", "%F is open to other users (mode 0755)"},
         // Made by this test's user, so another user's for the uid asked about.
         {"our folder made by another user",
          [&](auto& temp, auto& run) {
              makeFolder(run, 0700);
-             makeFolder(temp + "/ondrel-manager-" + QString::number(me + 1), 0700);
+             makeFolder(temp + "/ondrel-manager-runtime-" + QString::number(me + 1), 0700);
          },
          true, "", me + 1, "", "%F belongs to another user"},
         {"our folder as a link to a private one",
          [&](auto& temp, auto&) {
              makeFolder(temp + "/real", 0700);
-             ASSERT_TRUE(QFile::link(temp + "/real", temp + "/ondrel-manager-" + QString::number(me)));
+             ASSERT_TRUE(
+                 QFile::link(temp + "/real", temp + "/ondrel-manager-runtime-" + QString::number(me)));
          },
          false, "", me, "", "%F is not a folder"},
+        {"an earlier version's socket in the temporary folder",
+         [&](auto& temp, auto&) {
+             ASSERT_TRUE(test::writeFile(temp + "/ondrel-manager-" + QString::number(me), ""));
+         },
+         false, "", me, "%F/ondrel-manager.socket", ""},
         {"our folder as a file",
          [&](auto& temp, auto&) {
-             ASSERT_TRUE(test::writeFile(temp + "/ondrel-manager-" + QString::number(me), "x"));
+             ASSERT_TRUE(test::writeFile(temp + "/ondrel-manager-runtime-" + QString::number(me), "x"));
          },
          false, "", me, "", "%F is not a folder"},
     };
@@ -107,7 +115,7 @@ TEST(SingleInstance, TheSocketLiesWhereOnlyThisUserReachesIt) {
             env.insert("XDG_RUNTIME_DIR", run);
         if (!c.override.isEmpty())
             env.insert("ONDREL_INSTANCE_SOCKET", c.override);
-        const QString ours = temp + "/ondrel-manager-" + QString::number(c.uid);
+        const QString ours = temp + "/ondrel-manager-runtime-" + QString::number(c.uid);
         auto expand = [&](QString s) { return s.replace("%R", run).replace("%F", ours); };
 
         const InstanceSocket socket = SingleInstance::socketPath(env, c.uid);
