@@ -147,13 +147,10 @@ void DashboardModel::signOut() {
 UpdatesModel::UpdatesModel(QObject* parent)
     : QObject(parent)
     , m_updates(AppServices::instance().updates()) {
-    for (auto signal : {&UpdateManager::latestVersionChanged, &UpdateManager::updateAvailableChanged,
-                        &UpdateManager::isCheckingChanged, &UpdateManager::isDownloadingChanged})
+    for (auto signal : {&UpdateManager::installedVersionChanged, &UpdateManager::latestVersionChanged,
+                        &UpdateManager::updateAvailableChanged, &UpdateManager::isCheckingChanged,
+                        &UpdateManager::isDownloadingChanged})
         connect(m_updates, signal, this, &UpdatesModel::changed);
-}
-
-QString UpdatesModel::installedVersion() {
-    return QLatin1String(Constants::App::pluginVersion);
 }
 
 QString UpdatesModel::latestText() const {
@@ -163,6 +160,7 @@ QString UpdatesModel::latestText() const {
 }
 
 void UpdatesModel::appear() {
+    m_updates->readInstalledVersion();
     if (!m_updates->latestVersion())
         check();
 }

@@ -114,7 +114,7 @@ private:
 class UpdatesModel : public QObject {
     Q_OBJECT
     QML_ELEMENT
-    Q_PROPERTY(QString installedVersion READ installedVersion CONSTANT)
+    Q_PROPERTY(QString installedVersion READ installedVersion NOTIFY changed)
     Q_PROPERTY(QString latestText READ latestText NOTIFY changed)
     Q_PROPERTY(bool showUpToDate READ showUpToDate NOTIFY changed)
     Q_PROPERTY(bool showCheckButton READ showCheckButton NOTIFY changed)
@@ -122,7 +122,8 @@ class UpdatesModel : public QObject {
 
 public:
     explicit UpdatesModel(QObject* parent = nullptr);
-    static QString installedVersion();
+    // The installed plugin's version, which is what an update is measured against.
+    QString installedVersion() const { return m_updates->installedVersion(); }
     // "..." while checking, else the service's version, else "—".
     QString latestText() const;
     bool showUpToDate() const {
@@ -131,7 +132,8 @@ public:
     bool showCheckButton() const { return !m_updates->updateAvailable(); }
     bool canCheck() const { return !m_updates->isChecking() && !m_updates->isDownloading(); }
 
-    // When the screen appears: a check unless a version is known already.
+    // When the screen appears: the plugin folder read again, and a check unless a version is
+    // known already.
     Q_INVOKABLE void appear();
     Q_INVOKABLE void check();
     Q_INVOKABLE void install();
