@@ -192,6 +192,12 @@ void LocalPipeline::setLastProject(std::optional<SavedProject> project) {
     m_lastProject = std::move(project);
 }
 
+void LocalPipeline::setLastWordTimes(QHash<qint64, QList<WordTimestamp>> words) {
+    if (isCancelled())
+        return;
+    m_lastWordTimes = std::move(words);
+}
+
 void LocalPipeline::presentStory(std::optional<MiningResults> results, std::optional<QStringList> mediaPaths,
                                  std::optional<QString> exportDir) {
     m_results = std::move(results);
@@ -250,6 +256,7 @@ void LocalPipeline::reset() {
     m_lastExportDir.reset();
     emit lastExportDirChanged();
     m_lastProject.reset();
+    m_lastWordTimes.clear();
 }
 
 TranscriptResult LocalPipeline::loadProject(const SavedProject& project) {
@@ -475,6 +482,11 @@ QCoro::Task<bool> LocalPipeline::finishStory(QString timeline, MiningResults ana
     project.presetId = presetId;
     project.targetMinutes = targetMinutes;
     setLastProject(std::move(project));
+    QHash<qint64, QList<WordTimestamp>> wordTimes;
+    for (const WordSegment& w : words)
+        if (w.segmentIndex >= 0 && w.segmentIndex < analysis.segments.size())
+            wordTimes.insert(analysis.segments[w.segmentIndex].id(), w.words);
+    setLastWordTimes(std::move(wordTimes));
     // The files are written before the build, which reads segments.json.
     DeferredWrites writes;
     writes.collect([&] {

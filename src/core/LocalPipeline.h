@@ -164,6 +164,9 @@ public:
     // The story the last run finished with and the transcript it came from, as saved in its
     // project: what a re-mine starts from.
     const std::optional<SavedProject>& lastProject() const { return m_lastProject; }
+    // The spoken words' times of the last run's moments, by the moment's id (the edited story
+    // keeps ids, not places), for subtitles laid out anew.
+    const QHash<qint64, QList<WordTimestamp>>& lastWordTimes() const { return m_lastWordTimes; }
     QDateTime startTime() const { return m_startTime; }
     // True while an entry waits for another run, audit or build of the process to end.
     bool waitingForTurn() const { return m_waitingForTurn > 0; }
@@ -189,6 +192,7 @@ public:
     void setAuditReport(std::optional<AuditReport> report);
     void setProbeResults(QMap<QString, ProbeResult> probes);
     void setLastProject(std::optional<SavedProject> project);
+    void setLastWordTimes(QHash<qint64, QList<WordTimestamp>> words);
     void markStarted();
 
     // The only writer of the visible log; colour words "dim", "muted", "green", "accent".
@@ -260,6 +264,7 @@ private:
     int m_runEpoch = 0;    // the epoch the last entry started in
     std::shared_ptr<StopSignal> m_stop;
     std::optional<SavedProject> m_lastProject;
+    QHash<qint64, QList<WordTimestamp>> m_lastWordTimes;
     QDateTime m_startTime;
     int m_waitingForTurn = 0;
     QHash<QString, Json> m_probeOutputs;

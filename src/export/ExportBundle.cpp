@@ -236,31 +236,40 @@ std::optional<QString> srtTime(double seconds) {
 
 namespace {
 
+QString makeSrtOfPlacedMoments(const QList<PlacedMoment>& moments) {
+    SrtWriter srt;
+    for (qsizetype i = 0; i < moments.size(); ++i) {
+        const PlacedMoment& m = moments[i];
+        const QString& text = m.segment.translation.isEmpty() ? m.segment.transcript : m.segment.translation;
+        try {
+            if (!m.words.isEmpty())
+                srt.wordTimed(text, m.words, m.start, m.duration);
+            else
+                srt.evenlyTimed(text, m.start, m.duration);
+            srt.endMoment(m.start, m.start + m.duration);
+        } catch (const Unwritable& u) {
+            throw Unwritable{QStringLiteral("segment %1: %2").arg(i + 1).arg(u.reason)};
+        }
+    }
+    return srt.text();
+}
+
+// The moments end to end from 0, each as long as it is on its source, with its word times.
 QString makeSubtitlesSrt(const MiningResults& analysis, const QList<WordSegment>& wordSegments) {
     QHash<qint64, const WordSegment*> wordsByIndex;
     for (const WordSegment& ws : wordSegments)
         if (!wordsByIndex.contains(ws.segmentIndex))
             wordsByIndex.insert(ws.segmentIndex, &ws);
-
-    SrtWriter srt;
+    QList<PlacedMoment> placed;
     double timelinePos = 0;
     for (qsizetype i = 0; i < analysis.segments.size(); ++i) {
         const StorySegment& seg = analysis.segments[i];
         const double segDuration = seg.endTime - seg.startTime;
-        const QString& text = seg.translation.isEmpty() ? seg.transcript : seg.translation;
         const WordSegment* ws = wordsByIndex.value(i, nullptr);
-        try {
-            if (ws && !ws->words.isEmpty())
-                srt.wordTimed(text, ws->words, timelinePos, segDuration);
-            else
-                srt.evenlyTimed(text, timelinePos, segDuration);
-            srt.endMoment(timelinePos, timelinePos + segDuration);
-        } catch (const Unwritable& u) {
-            throw Unwritable{QStringLiteral("segment %1: %2").arg(i + 1).arg(u.reason)};
-        }
+        placed.push_back({seg, timelinePos, segDuration, ws ? ws->words : QList<WordTimestamp>()});
         timelinePos += segDuration;
     }
-    return srt.text();
+    return makeSrtOfPlacedMoments(placed);
 }
 
 QString makeTranscriptText(const TranscriptResult& transcript) {
@@ -301,6 +310,10 @@ QString makeStoryBrief(const QString& timeline, const MiningResults& analysis, c
 std::optional<QString> subtitlesSrt(const MiningResults& analysis, const QList<WordSegment>& wordSegments,
                                     QString* error) {
     return caught([&] { return makeSubtitlesSrt(analysis, wordSegments); }, error);
+}
+
+std::optional<QString> subtitlesSrtOf(const QList<PlacedMoment>& moments, QString* error) {
+    return caught([&] { return makeSrtOfPlacedMoments(moments); }, error);
 }
 
 std::optional<QString> transcriptText(const TranscriptResult& transcript, QString* error) {

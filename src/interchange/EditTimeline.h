@@ -93,6 +93,8 @@ struct EditTimeline {
     // StorySegment::index of moments that gave no clip: no file plays at their time, or they
     // last less than half a frame once cut at their file's end.
     QList<qint64> skippedMoments;
+    // For event n (from 1), the place in the story's list of the moment it holds: eventMoments[n - 1].
+    QList<qsizetype> eventMoments;
 
     TimecodeFormat timecodeFormat() const { return {rate, dropFrame}; }
     friend bool operator==(const EditTimeline&, const EditTimeline&) = default;

@@ -6,6 +6,7 @@
 #include "Theme.h"
 #include "core/Background.h"
 #include "core/Files.h"
+#include "export/ExportBundle.h"
 #include "interchange/Interchange.h"
 #include "media/MediaProbe.h"
 
@@ -330,13 +331,29 @@ QCoro::Task<> DoneModel::saveFiles(QPointer<DoneModel> self, std::shared_ptr<Loc
     }
     if (what != HandOff::fcpxml)
         files << std::pair{interchange::kEdlFileName, interchange::edlBytes(timeline)};
-    auto write = [folder, files] {
+    // The subtitles every editor imports beside the timeline, timed to its frames (rounding each
+    // moment to whole frames would otherwise drift them over a long story).
+    std::optional<QByteArray> subtitles;
+    if (what == HandOff::everyEditor) {
+        QList<ExportBundle::PlacedMoment> placed;
+        const double frame = double(timeline.rate.den) / double(timeline.rate.num);
+        for (const interchange::Event& event : interchange::eventsOf(timeline)) {
+            const StorySegment& moment = story[timeline.eventMoments.value(event.number - 1)];
+            placed.push_back({moment, double(event.recordIn) * frame, double(event.duration()) * frame,
+                              pipeline->lastWordTimes().value(moment.id())});
+        }
+        if (const std::optional<QString> srt = ExportBundle::subtitlesSrtOf(placed))
+            subtitles = srt->toUtf8();
+    }
+    auto write = [folder, files, subtitles] {
         QString error;
         if (!QDir().mkpath(folder))
             return QStringLiteral("the folder %1 can't be made").arg(folder);
         for (const auto& [name, bytes] : files)
             if (!writeFileAtomically(folder + u'/' + name, bytes, &error))
                 return name + QStringLiteral(": ") + error;
+        if (subtitles && !writeFileAtomically(folder + QStringLiteral("/subtitles.srt"), *subtitles, &error))
+            return QStringLiteral("subtitles.srt: ") + error;
         return QString();
     };
     QFuture<QString> written = onWorkerThread(std::move(write));

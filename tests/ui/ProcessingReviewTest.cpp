@@ -13,6 +13,7 @@
 #include "ui/Theme.h"
 
 #include <QAbstractItemModelTester>
+#include <QRegularExpression>
 
 #include <QCoroTask>
 
@@ -391,6 +392,45 @@ TEST(ReviewPage, ACardDraggedAndOneRemovedAreBuiltInTheirNewOrder) {
     ASSERT_EQ(items.size(), 2u) << timelines.back().dump();
     EXPECT_GT(items[0]["sourceStart"].get<double>(), items[1]["sourceStart"].get<double>());
     EXPECT_NE(wizard->pipeline()->buildResultText(), before);
+
+    // The Done page hands the edited story to every editor: each file holds moment 3 (24–32 s of
+    // the 48 kHz interview) before moment 2 (12–20 s), and nothing of the removed moment 1.
+    ASSERT_TRUE(waitForSettledPages(rig));
+    EXPECT_EQ(rig.text("statSegments"), "2");
+    revealAndClick(rig, "openInEditor");
+    ASSERT_TRUE(waitFor([&] { return rig.find("handOffCard") != nullptr; }, 30000));
+    EXPECT_EQ(rig.text("savedNoteText"), "Saved story_edit.fcpxml, .xml, .otio, .edl");
+    const QString dir = wizard->pipeline()->lastExportDirText();
+    // Source times in each file's own words, read in the order the file lists its clips.
+    const auto inOrder = [](const QByteArray& text, const QRegularExpression& pattern, int group) {
+        QStringList found;
+        for (auto m = pattern.globalMatch(QString::fromUtf8(text)); m.hasNext();)
+            found << m.next().captured(group);
+        return found;
+    };
+    EXPECT_EQ(inOrder(readFile(dir + "/story_edit.edl"),
+                      QRegularExpression(R"re(\n\d{3}  \S+ +\S+ +C +(\S+) )re"), 1),
+              (QStringList{"00:00:24:00", "00:00:12:00"}));
+    EXPECT_EQ(inOrder(readFile(dir + "/story_edit.fcpxml"),
+                      QRegularExpression(R"re(<asset-clip [^>]*start="([^"]+)")re"), 1),
+              (QStringList{"24s", "12s"}));
+    EXPECT_EQ(inOrder(readFile(dir + "/story_edit.xml"),
+                      QRegularExpression(R"re(<clipitem id="[^"]*">.*?<in>(\d+)</in>)re",
+                                         QRegularExpression::DotMatchesEverythingOption),
+                      1),
+              (QStringList{"576", "288"}));
+    const Json otio = Json::parse(readFile(dir + "/story_edit.otio").toStdString());
+    QList<double> otioStarts;
+    for (const Json& track : otio["tracks"]["children"])
+        for (const Json& clip : track["children"])
+            otioStarts << clip["source_range"]["start_time"]["value"].get<double>() /
+                              clip["source_range"]["start_time"]["rate"].get<double>();
+    EXPECT_EQ(otioStarts, (QList<double>{24, 12}));
+    const QString srt = QString::fromUtf8(readFile(dir + "/subtitles.srt"));
+    // Timed to the edit: moment 3 from 0, moment 2 from its 8 s on.
+    EXPECT_TRUE(srt.startsWith("1\n00:00:00,300 --> 00:00:08,000\nI come back\n")) << srt.toStdString();
+    EXPECT_TRUE(srt.contains("00:00:08,300 --> ") && srt.contains("I was born")) << srt.toStdString();
+    EXPECT_FALSE(srt.contains("hello everyone")) << "the removed moment's words";
 }
 
 // An editor's first hour through the real screens: Cancel stops the run where it waits and nothing
