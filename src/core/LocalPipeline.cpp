@@ -54,6 +54,10 @@ StepOperations StepOperations::absent() {
     s.buildResolveTimeline = [](LocalPipeline&, QString, MiningResults, QStringList) -> QCoro::Task<bool> {
         co_return false;
     };
+    s.saveForEditors = [](LocalPipeline&, QString, QList<StorySegment>,
+                          HandOffFiles) -> QCoro::Task<HandOffOutcome> {
+        co_return HandOffOutcome{QStringLiteral("no writer for the hand-off files"), {}, {}, {}};
+    };
     s.auditTimeline = [](LocalPipeline& p, QString) -> QCoro::Task<void> {
         p.fail(QStringLiteral("Could not read timeline clips from Resolve"));
         co_return;

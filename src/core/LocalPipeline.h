@@ -47,6 +47,16 @@ struct PipelineEnvironment {
     static PipelineEnvironment platformDefault();
 };
 
+// The hand-off files for other editors: all of them (with subtitles laid on their frames), or the
+// FCPXML or the EDL alone.
+enum class HandOffFiles { everyEditor, fcpxml, edl };
+struct HandOffOutcome {
+    QString error;                // empty when every file was written
+    QStringList written;          // "story_edit.fcpxml", … (the 1.10 variant and the SRT not named)
+    QList<qint64> skippedMoments; // StorySegment::index of moments no file plays at
+    QStringList offRatePaths;     // files whose picture rate is not the timeline's
+};
+
 // The step operations. Every one takes the pipeline as its first argument and must copy what it
 // keeps: a wrapper that returns a task should call a coroutine whose parameters are values.
 struct StepOperations {
@@ -81,6 +91,10 @@ struct StepOperations {
     Fn<QCoro::Task<bool>(LocalPipeline&, QString name, MiningResults, QStringList mediaPaths)>
         buildResolveTimeline;
     Fn<QCoro::Task<void>(LocalPipeline&, QString timeline)> auditTimeline;
+    // The story for other editors, written into the folder from the last media paths.
+    Fn<QCoro::Task<HandOffOutcome>(LocalPipeline&, QString folder, QList<StorySegment> story,
+                                   HandOffFiles which)>
+        saveForEditors;
 
     // Steps nobody installed yet: absent, empty or false outcomes.
     static StepOperations absent();

@@ -4,18 +4,13 @@
 
 #include "AppServices.h"
 #include "Theme.h"
-#include "core/Background.h"
-#include "core/Files.h"
-#include "export/ExportBundle.h"
-#include "interchange/Interchange.h"
+#include "export/HandOff.h"
 #include "media/MediaProbe.h"
 
 #include <QDir>
 #include <QFileInfo>
 #include <QSet>
 #include <QTimer>
-
-#include <QCoroFuture>
 
 #include <cmath>
 
@@ -265,131 +260,49 @@ QVariantList DoneModel::editorLines() {
 }
 
 void DoneModel::openInEditor() {
-    save(HandOff::everyEditor);
+    save(HandOffFiles::everyEditor);
 }
 
 void DoneModel::exportFcpxml() {
-    save(HandOff::fcpxml);
+    save(HandOffFiles::fcpxml);
 }
 
 void DoneModel::exportEdl() {
-    save(HandOff::edl);
+    save(HandOffFiles::edl);
 }
 
-void DoneModel::save(HandOff what) {
+void DoneModel::save(HandOffFiles what) {
     const std::optional<QString> dir = exportDir();
     if (m_isSaving || !dir || !m_wizard)
         return;
     m_isSaving = true;
     m_savedNote.clear();
     m_savedPath.clear();
-    m_savedFor = what == HandOff::everyEditor ? QStringLiteral("editor") : QStringLiteral("export");
+    m_savedFor = what == HandOffFiles::everyEditor ? QStringLiteral("editor") : QStringLiteral("export");
     m_savedFailed = false;
     emit savedChanged();
     saveFiles(this, m_wizard->sharedPipeline(), what, *dir, results().segments);
 }
 
-namespace {
-
-struct Written {
-    QString error;
-    QString firstFile;
-};
-
-QString joinedNames(const QStringList& names) {
-    // "story_edit.fcpxml, .xml, .otio, .edl": the shared stem once.
-    QStringList out{names.value(0)};
-    for (qsizetype i = 1; i < names.size(); ++i)
-        out << names[i].mid(names[i].lastIndexOf(u'.'));
-    return out.join(QStringLiteral(", "));
-}
-
-} // namespace
-
 // Measures what was never probed in this process (a reopened mine), builds the timeline of the
 // story as edited, and writes the files on a pool thread: the page keeps moving meanwhile.
 QCoro::Task<> DoneModel::saveFiles(QPointer<DoneModel> self, std::shared_ptr<LocalPipeline> pipeline,
-                                   HandOff what, QString folder, QList<StorySegment> story) {
-    const QStringList paths = pipeline->lastMediaPaths().value_or(QStringList());
-    co_await probeMissing(*pipeline, paths);
-    QList<interchange::SourceMedia> sources;
-    for (const QString& path : paths) {
-        const Json* probe = pipeline->probeOutput(path);
-        sources << interchange::sourceMediaFromProbe(path, probe ? *probe : Json::object());
-    }
-    const interchange::EditTimeline timeline =
-        interchange::buildTimeline(QLatin1String(kProjectName), story, sources);
-    QList<std::pair<QString, QByteArray>> files;
-    if (what != HandOff::edl) {
-        files << std::pair{interchange::kFcpxmlFileName, interchange::fcpxmlBytes(timeline)};
-        files << std::pair{interchange::kFcpxml110FileName,
-                           interchange::fcpxmlBytes(timeline, interchange::FcpxmlVersion::v1_10)};
-    }
-    if (what == HandOff::everyEditor) {
-        files << std::pair{interchange::kFcp7XmlFileName, interchange::fcp7XmlBytes(timeline)};
-        files << std::pair{interchange::kOtioFileName, interchange::otioBytes(timeline)};
-    }
-    if (what != HandOff::fcpxml)
-        files << std::pair{interchange::kEdlFileName, interchange::edlBytes(timeline)};
-    // The subtitles every editor imports beside the timeline, timed to its frames (rounding each
-    // moment to whole frames would otherwise drift them over a long story).
-    std::optional<QByteArray> subtitles;
-    if (what == HandOff::everyEditor) {
-        QList<ExportBundle::PlacedMoment> placed;
-        const double frame = double(timeline.rate.den) / double(timeline.rate.num);
-        for (const interchange::Event& event : interchange::eventsOf(timeline)) {
-            const StorySegment& moment = story[timeline.eventMoments.value(event.number - 1)];
-            placed.push_back({moment, double(event.recordIn) * frame, double(event.duration()) * frame,
-                              pipeline->lastWordTimes().value(moment.id())});
-        }
-        if (const std::optional<QString> srt = ExportBundle::subtitlesSrtOf(placed))
-            subtitles = srt->toUtf8();
-    }
-    auto write = [folder, files, subtitles] {
-        QString error;
-        if (!QDir().mkpath(folder))
-            return QStringLiteral("the folder %1 can't be made").arg(folder);
-        for (const auto& [name, bytes] : files)
-            if (!writeFileAtomically(folder + u'/' + name, bytes, &error))
-                return name + QStringLiteral(": ") + error;
-        if (subtitles && !writeFileAtomically(folder + QStringLiteral("/subtitles.srt"), *subtitles, &error))
-            return QStringLiteral("subtitles.srt: ") + error;
-        return QString();
-    };
-    QFuture<QString> written = onWorkerThread(std::move(write));
-    const QString error = co_await written;
+                                   HandOffFiles what, QString folder, QList<StorySegment> story) {
+    // A reopened mine was never probed in this process: its files are measured first.
+    co_await probeMissing(*pipeline, pipeline->lastMediaPaths().value_or(QStringList()));
+    const HandOffOutcome outcome = co_await saveForEditors(*pipeline, folder, story, what);
     if (!self)
         co_return;
-
-    QStringList names;
-    for (const auto& file : files)
-        if (file.first != interchange::kFcpxml110FileName)
-            names << file.first;
     self->m_isSaving = false;
-    self->m_savedFailed = !error.isEmpty();
+    self->m_savedFailed = !outcome.error.isEmpty();
+    const QString names = handOffFileList(outcome.written);
     if (self->m_savedFailed) {
-        self->m_savedNote = QStringLiteral("Could not save %1 — %2").arg(joinedNames(names), error);
+        self->m_savedNote = QStringLiteral("Could not save %1 — %2").arg(names, outcome.error);
     } else {
-        self->m_savedNote = QStringLiteral("Saved ") + joinedNames(names);
-        self->m_savedPath = folder + u'/' + names.value(0);
-        self->m_handedOff = self->m_handedOff || what == HandOff::everyEditor;
-        QStringList warnings;
-        if (!timeline.skippedMoments.isEmpty())
-            warnings << QStringLiteral(
-                            "%1 moment%2 could not be placed in %3 source file (missing or unreadable)")
-                            .arg(timeline.skippedMoments.size())
-                            .arg(plural(timeline.skippedMoments.size()))
-                            .arg(timeline.skippedMoments.size() == 1 ? QStringLiteral("its")
-                                                                     : QStringLiteral("their"));
-        const QStringList offRate = interchange::filesOffTimelineRate(timeline);
-        if (!offRate.isEmpty()) {
-            QStringList shown;
-            for (const QString& path : offRate)
-                shown << QFileInfo(path).fileName();
-            warnings << QStringLiteral("At another frame rate than the story (converted): ") +
-                            shown.join(QStringLiteral(", "));
-        }
-        self->m_handOffWarning = warnings.join(u'\n');
+        self->m_savedNote = QStringLiteral("Saved ") + names;
+        self->m_savedPath = folder + u'/' + outcome.written.value(0);
+        self->m_handedOff = self->m_handedOff || what == HandOffFiles::everyEditor;
+        self->m_handOffWarning = handOffWarnings(outcome);
     }
     emit self->savedChanged();
 }

@@ -140,7 +140,6 @@ public:
     explicit DoneModel(QObject* parent = nullptr);
 
     static constexpr int kConfettiDelayMs = 300;
-    static constexpr const char* kProjectName = "Ondrel Story Edit";
 
     MineView* wizard() const { return m_wizard; }
     void setWizard(MineView* wizard);
@@ -198,10 +197,9 @@ signals:
 private:
     const MiningResults& results() const;
     std::optional<QString> exportDir() const;
-    enum class HandOff { everyEditor, fcpxml, edl };
-    void save(HandOff what);
+    void save(HandOffFiles what);
     static QCoro::Task<> saveFiles(QPointer<DoneModel> self, std::shared_ptr<LocalPipeline> pipeline,
-                                   HandOff what, QString folder, QList<StorySegment> story);
+                                   HandOffFiles what, QString folder, QList<StorySegment> story);
     void onBuildResult();
     void onResults();
     void onExportDir();
