@@ -276,7 +276,7 @@ TEST_F(PipelineRun, CancelStopsTheRunAndNothingOfItFollows) {
                 progressAtCancel = p.progress();
             };
             if (c.fromProject)
-                QCoro::waitFor(pipeline.runFromProject({"Cut", 1, "en", {}, {{0, 1, "x"}}, {}, {}, 1}, 3, {},
+                QCoro::waitFor(pipeline.runFromProject({"Cut", 1, "en", {}, {{0, 1, "x"}}, {}, {}, 1, {}}, 3, {},
                                                        std::nullopt, "", false));
             else
                 run();
@@ -342,7 +342,7 @@ TEST_F(PipelineRun, EmptyTranscriptsAndEmptyStoriesEndBeforeTheyCostOrOverwrite)
         script.install(pipeline.steps());
         c.change(script);
         if (c.fromEmptyProject)
-            QCoro::waitFor(pipeline.runFromProject({"Cut", 1, "en", {"/m/a.wav"}, {}, story(), {}, 5}, 3, {},
+            QCoro::waitFor(pipeline.runFromProject({"Cut", 1, "en", {"/m/a.wav"}, {}, story(), {}, 5, {}}, 3, {},
                                                    std::nullopt, "", false));
         else
             run();
@@ -390,7 +390,7 @@ TEST_F(PipelineRun, ResetKeepsMediaProbesAndBuildResult) {
 
 TEST_F(PipelineRun, RemineFromSavedProject) {
     SavedProject project{"Cut \"A\"", 1700000000, "es", {"/m/a.wav"}, {{0, 2, "hola"}, {2, 3, "bien"}},
-                         {},          {},         4};
+                         {},          {},         4, {}};
     script.words = {{0, {{"hola", 0, 1}}}};
     QCoro::waitFor(pipeline.runFromProject(project, 3, {}, QStringLiteral("warm"), "", false));
     EXPECT_EQ(lines(), (QList<Line>{
