@@ -263,6 +263,14 @@ void LocalPipeline::reset() {
     m_lastWordTimes.clear();
 }
 
+QString LocalPipeline::stepCaption() const {
+    if (m_runSource && m_step == PipelineStep::connecting)
+        return QStringLiteral("Reading media files...");
+    if (m_runSource && m_step == PipelineStep::building)
+        return QStringLiteral("Saving for your editor...");
+    return stepText();
+}
+
 TranscriptResult LocalPipeline::loadProject(const SavedProject& project) {
     TranscriptResult t;
     t.language = project.language;
@@ -286,33 +294,69 @@ bool LocalPipeline::hasWords(const TranscriptResult& transcript) {
 QCoro::Task<> LocalPipeline::run(QString timeline, MiningMode mode, double targetMinutes, QString language,
                                  StyleSliders sliders, std::optional<QString> presetId, QString referenceURL,
                                  bool isMagicMode) {
+    co_await runSource(MineSource::resolveTimeline(timeline), mode, targetMinutes, language, sliders, presetId,
+                       referenceURL, isMagicMode);
+}
+
+QStringList LocalPipeline::readSourceFiles(const QStringList& paths) {
+    QStringList readable;
+    for (const QString& path : paths) {
+        const QFileInfo file(path);
+        if (!file.exists())
+            log(QStringLiteral("  ✗ %1 — not found").arg(file.fileName()), QStringLiteral("accent"));
+        else if (!file.isFile() || !file.isReadable())
+            log(QStringLiteral("  ✗ %1 — can't be read").arg(file.fileName()), QStringLiteral("accent"));
+        else
+            readable << path;
+    }
+    return readable;
+}
+
+QCoro::Task<> LocalPipeline::runSource(MineSource source, MiningMode mode, double targetMinutes, QString language,
+                                       StyleSliders sliders, std::optional<QString> presetId,
+                                       QString referenceURL, bool isMagicMode) {
     Q_UNUSED(referenceURL); // accepted and deliberately not read
     const auto self = shared_from_this();
     const Entry entry = co_await enter();
     if (!entry)
         co_return;
+    const QString timeline = source.name;
+    m_runSource = source.files;
     markStarted();
     log(QStringLiteral("$ ondrel mine --mode ") + MiningModes::rawValue(mode).toLower().replace(' ', '-'),
         QStringLiteral("dim"));
 
     setStep(PipelineStep::connecting);
     setProgress(0.02);
-    log(QStringLiteral("Connecting to DaVinci Resolve..."));
-
-    const std::optional<QStringList> found = co_await m_steps.getTimelineMedia(*this, timeline);
-    if (!found) {
-        fail(QStringLiteral("Could not find source media for timeline '%1'").arg(timeline));
-        co_return;
+    QStringList mediaPaths;
+    if (source.isResolve()) {
+        log(QStringLiteral("Connecting to DaVinci Resolve..."));
+        const std::optional<QStringList> found = co_await m_steps.getTimelineMedia(*this, timeline);
+        if (!found) {
+            fail(QStringLiteral("Could not find source media for timeline '%1'").arg(timeline));
+            co_return;
+        }
+        if (isCancelled())
+            co_return;
+        mediaPaths = *found;
+        log(QStringLiteral("✓ Connected — found %1 source clip%2")
+                .arg(mediaPaths.size())
+                .arg(plural(mediaPaths.size())),
+            QStringLiteral("green"));
+    } else {
+        const qsizetype wanted = source.mediaPaths.size();
+        log(QStringLiteral("📂 Reading %1 media file%2...").arg(wanted).arg(plural(wanted)));
+        mediaPaths = readSourceFiles(source.mediaPaths);
+        if (mediaPaths.isEmpty()) {
+            fail(QStringLiteral("Could not read the media files"));
+            co_return;
+        }
+        log(mediaPaths.size() == wanted
+                ? QStringLiteral("✓ Read %1 media file%2").arg(wanted).arg(plural(wanted))
+                : QStringLiteral("✓ Read %1 of %2 media files").arg(mediaPaths.size()).arg(wanted),
+            QStringLiteral("green"));
     }
-    if (isCancelled())
-        co_return;
-    const QStringList mediaPaths = *found;
-
     setLastMediaPaths(mediaPaths);
-    log(QStringLiteral("✓ Connected — found %1 source clip%2")
-            .arg(mediaPaths.size())
-            .arg(plural(mediaPaths.size())),
-        QStringLiteral("green"));
     for (const QString& path : mediaPaths)
         log(QStringLiteral("  → ") + QFileInfo(path).fileName(), QStringLiteral("dim"));
 
@@ -412,6 +456,7 @@ QCoro::Task<> LocalPipeline::runFromProject(SavedProject project, double targetM
     if (!entry)
         co_return;
     markStarted();
+    m_runSource = project.source;
     const TranscriptResult transcript = loadProject(project);
     setLastMediaPaths(project.mediaPaths);
     log(QStringLiteral("$ ondrel mine --reload ") + project.timeline, QStringLiteral("dim"));
@@ -485,6 +530,7 @@ QCoro::Task<bool> LocalPipeline::finishStory(QString timeline, MiningResults ana
     project.results = analysis;
     project.presetId = presetId;
     project.targetMinutes = targetMinutes;
+    project.source = m_runSource;
     setLastProject(std::move(project));
     QHash<qint64, QList<WordTimestamp>> wordTimes;
     for (const WordSegment& w : words)
@@ -503,8 +549,12 @@ QCoro::Task<bool> LocalPipeline::finishStory(QString timeline, MiningResults ana
     if (isCancelled())
         co_return false;
 
-    log(QStringLiteral("Building timeline in Resolve..."));
-    co_await m_steps.buildTimelineFromSegmentsFile(*this);
+    if (m_runSource) {
+        co_await saveStoryForEditors(m_lastExportDir.value_or(paths().exportDirFor(timeline)), analysis.segments);
+    } else {
+        log(QStringLiteral("Building timeline in Resolve..."));
+        co_await m_steps.buildTimelineFromSegmentsFile(*this);
+    }
     if (isCancelled())
         co_return false;
 
@@ -545,6 +595,23 @@ QCoro::Task<> LocalPipeline::sendToResolve(QList<StorySegment> segments) {
         co_return;
     m_steps.writeSegmentsJsonPublic(*this, segments);
     co_await m_steps.buildTimelineFromSegmentsFile(*this);
+}
+
+QCoro::Task<> LocalPipeline::saveStoryForEditors(QString folder, QList<StorySegment> story) {
+    log(QStringLiteral("Saving the story for your editor..."));
+    const HandOffOutcome outcome = co_await m_steps.saveForEditors(*this, folder, story, HandOffFiles::everyEditor);
+    if (isCancelled())
+        co_return;
+    if (!outcome.error.isEmpty()) {
+        setBuildResult(QStringLiteral("✗ Could not save the story for your editor — ") + outcome.error);
+        log(*m_buildResult, QStringLiteral("accent"));
+        co_return;
+    }
+    QStringList names{outcome.written.value(0)};
+    for (qsizetype i = 1; i < outcome.written.size(); ++i)
+        names << outcome.written[i].mid(outcome.written[i].lastIndexOf(u'.'));
+    setBuildResult(QStringLiteral("✓ Story saved for your editor: ") + names.join(QStringLiteral(", ")));
+    log(*m_buildResult, QStringLiteral("green"));
 }
 
 QCoro::Task<> LocalPipeline::buildMoments(QList<StorySegment> moments) {

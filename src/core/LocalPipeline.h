@@ -103,6 +103,8 @@ struct StepOperations {
 class LocalPipeline : public QObject, public std::enable_shared_from_this<LocalPipeline> {
     Q_OBJECT
     Q_PROPERTY(QString stepText READ stepText NOTIFY stepChanged)
+    // The step in words for the screen: a run from files neither connects to nor builds in Resolve.
+    Q_PROPERTY(QString stepCaption READ stepCaption NOTIFY stepChanged)
     Q_PROPERTY(double progress READ progress NOTIFY progressChanged)
     Q_PROPERTY(PipelineLogModel* logs READ logModel CONSTANT)
     Q_PROPERTY(bool hasResults READ hasResults NOTIFY resultsChanged)
@@ -129,6 +131,12 @@ public:
     QCoro::Task<> run(QString timeline, MiningMode mode, double targetMinutes, QString language,
                       StyleSliders sliders, std::optional<QString> presetId, QString referenceURL,
                       bool isMagicMode);
+    // A run whose media are files (chosen by hand, or named by an editor's timeline file): it reads
+    // them instead of asking Resolve, and ends by saving the story for other editors instead of a
+    // build in Resolve.
+    QCoro::Task<> runSource(MineSource source, MiningMode mode, double targetMinutes, QString language,
+                            StyleSliders sliders, std::optional<QString> presetId, QString referenceURL,
+                            bool isMagicMode);
     QCoro::Task<> runFromProject(SavedProject project, double targetMinutes, StyleSliders sliders,
                                  std::optional<QString> presetId, QString referenceURL, bool isMagicMode);
     QCoro::Task<> auditTimeline(QString timeline);
@@ -154,6 +162,9 @@ public:
     // ---- observable state ----
     PipelineStep step() const { return m_step; }
     QString stepText() const { return PipelineSteps::rawValue(m_step); }
+    QString stepCaption() const;
+    // Where the media of the work under way (or the last) came from; absent for a Resolve timeline.
+    const std::optional<ProjectSource>& runSource() const { return m_runSource; }
     double progress() const { return m_progress; }
     const QList<PipelineLog>& logs() const { return m_logModel.lines(); }
     PipelineLogModel* logModel() { return &m_logModel; }
@@ -253,6 +264,11 @@ private:
     void adjustWaiting(int delta);
 
     bool hasWords(const TranscriptResult& transcript);
+    // The files of a file source that can be read, with a line for each that can't.
+    QStringList readSourceFiles(const QStringList& paths);
+    // The end of a run from files: the story saved for other editors, said in the log and as the
+    // outcome the Done page shows.
+    QCoro::Task<> saveStoryForEditors(QString folder, QList<StorySegment> story);
     // The shared tail of both runs: from source-clip assignment to the end of the build.
     QCoro::Task<bool> finishStory(QString timeline, MiningResults analysis, TranscriptResult transcript,
                                   QStringList mediaPaths, QString language, std::optional<QString> presetId,
@@ -278,6 +294,7 @@ private:
     int m_runEpoch = 0;    // the epoch the last entry started in
     std::shared_ptr<StopSignal> m_stop;
     std::optional<SavedProject> m_lastProject;
+    std::optional<ProjectSource> m_runSource;
     QHash<qint64, QList<WordTimestamp>> m_lastWordTimes;
     QDateTime m_startTime;
     int m_waitingForTurn = 0;
