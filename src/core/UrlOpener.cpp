@@ -30,9 +30,10 @@ UrlOpener* g_current = nullptr;
 
 } // namespace
 
-void UrlOpener::showInFileViewer(const QString& path) {
+void UrlOpener::showInFileViewer(const QString& path, std::function<void()> failed) {
     const QFileInfo info(path);
-    openUrl(QUrl::fromLocalFile(info.isDir() ? info.absoluteFilePath() : info.absolutePath()));
+    openUrl(QUrl::fromLocalFile(info.isDir() ? info.absoluteFilePath() : info.absolutePath()),
+            std::move(failed));
 }
 
 UrlOpener* UrlOpener::system() {

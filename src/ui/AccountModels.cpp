@@ -135,7 +135,18 @@ void DashboardModel::refresh() {
 }
 
 void DashboardModel::openBilling() {
-    AppServices::opener().openUrl(QUrl(Constants::API::billingURL()));
+    const QString url = Constants::API::billingURL();
+    if (!m_billingMessage.isEmpty()) {
+        m_billingMessage.clear();
+        emit billingMessageChanged();
+    }
+    // A desktop without a browser would leave the press with no outcome: say so, with the address.
+    AppServices::opener().openUrl(QUrl(url), [self = QPointer<DashboardModel>(this), url] {
+        if (!self)
+            return;
+        self->m_billingMessage = QStringLiteral("Could not open a browser — billing is at ") + url;
+        emit self->billingMessageChanged();
+    });
 }
 
 void DashboardModel::signOut() {

@@ -86,6 +86,8 @@ class DashboardModel : public QObject {
     Q_PROPERTY(qint64 credits READ credits NOTIFY accountChanged)
     Q_PROPERTY(QString planText READ planText NOTIFY accountChanged)
     Q_PROPERTY(bool isProPlan READ isProPlan NOTIFY accountChanged)
+    // Set when the billing page could not be opened: no browser answered, so the address is given.
+    Q_PROPERTY(QString billingMessage READ billingMessage NOTIFY billingMessageChanged)
 
 public:
     explicit DashboardModel(QObject* parent = nullptr);
@@ -97,6 +99,7 @@ public:
     QString planText() const;
     // The badge only: no feature depends on the plan.
     bool isProPlan() const;
+    QString billingMessage() const { return m_billingMessage; }
 
     Q_INVOKABLE void refresh();
     Q_INVOKABLE void openBilling();
@@ -105,10 +108,12 @@ public:
 signals:
     void isRefreshingChanged();
     void accountChanged();
+    void billingMessageChanged();
 
 private:
     QPointer<AuthManager> m_auth;
     bool m_refreshing = false;
+    QString m_billingMessage;
 };
 
 class UpdatesModel : public QObject {

@@ -50,27 +50,36 @@ void DesktopUrlOpener::openUrl(const QUrl& url, std::function<void()> failed) {
 #endif
 }
 
-void DesktopUrlOpener::showInFileViewer(const QString& path) {
+void DesktopUrlOpener::showInFileViewer(const QString& path, std::function<void()> failed) {
     const QString file = QFileInfo(path).absoluteFilePath();
 #if defined(Q_OS_MACOS)
     if (!QProcess::startDetached(QStringLiteral("/usr/bin/open"), {QStringLiteral("-R"), file}))
-        UrlOpener::showInFileViewer(file);
+        UrlOpener::showInFileViewer(file, std::move(failed));
 #elif defined(Q_OS_LINUX)
+    const QUrl folder = QUrl::fromLocalFile(QFileInfo(file).absolutePath());
+    // No session bus at all (a bare X server, a remote shell): Qt 6.4 gives a call on it no reply
+    // and its watcher never ends, so the folder opens at once instead.
+    if (!QDBusConnection::sessionBus().isConnected()) {
+        openUrl(folder, std::move(failed));
+        return;
+    }
     QDBusMessage call = QDBusMessage::createMethodCall(
         QStringLiteral("org.freedesktop.FileManager1"), QStringLiteral("/org/freedesktop/FileManager1"),
         QStringLiteral("org.freedesktop.FileManager1"), QStringLiteral("ShowItems"));
     call << QStringList{QUrl::fromLocalFile(file).toString()} << QString();
     // Asynchronous: a file manager started on demand may take its time, and the window must not wait.
     auto* watcher = new QDBusPendingCallWatcher(QDBusConnection::sessionBus().asyncCall(call));
-    // No file manager on the bus: the folder opens instead. The opener may be gone by then, so the
-    // fallback doesn't go through it.
-    QObject::connect(watcher, &QDBusPendingCallWatcher::finished, [file](QDBusPendingCallWatcher* w) {
-        if (QDBusPendingReply<>(*w).isError())
-            QDesktopServices::openUrl(QUrl::fromLocalFile(QFileInfo(file).absolutePath()));
-        w->deleteLater();
-    });
+    // No file manager on the bus: the folder opens instead, through xdg-open watched as any URL
+    // is, so a desktop that can't open a folder either is told. The opener may be gone by then: the
+    // fallback goes through an opener of its own (it holds no state).
+    QObject::connect(watcher, &QDBusPendingCallWatcher::finished,
+                     [folder, failed = std::move(failed)](QDBusPendingCallWatcher* w) {
+                         if (QDBusPendingReply<>(*w).isError())
+                             DesktopUrlOpener().openUrl(folder, failed);
+                         w->deleteLater();
+                     });
 #else
-    UrlOpener::showInFileViewer(file);
+    UrlOpener::showInFileViewer(file, std::move(failed));
 #endif
 }
 

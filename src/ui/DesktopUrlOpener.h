@@ -10,8 +10,9 @@ public:
     // the desktop has no browser for the URL.
     void openUrl(const QUrl& url, std::function<void()> failed = {}) override;
     // The file manager with the file selected: on Linux through the freedesktop FileManager1
-    // service, on macOS through Finder; the folder alone when neither answers.
-    void showInFileViewer(const QString& path) override;
+    // service, on macOS through Finder; the folder alone when neither answers, and `failed` when
+    // nothing opens that either.
+    void showInFileViewer(const QString& path, std::function<void()> failed = {}) override;
 };
 
 } // namespace ondrel

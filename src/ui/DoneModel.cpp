@@ -239,7 +239,31 @@ void DoneModel::showExportFile(int row) {
         return;
     const QString path = *dir + u'/' + DoneExportFilesModel::files()[row].fileName;
     if (QFileInfo::exists(path))
-        AppServices::opener().showInFileViewer(path);
+        reveal(path, false, QStringLiteral("export"));
+}
+
+void DoneModel::reveal(const QString& path, bool openFolder, const QString& where) {
+    setFolderMessage(QString(), where);
+    const QString folder = openFolder ? path : QFileInfo(path).absolutePath();
+    // A desktop with no file manager would leave the press with no outcome, and the editor without
+    // the files: say where they are.
+    auto failed = [self = QPointer<DoneModel>(this), folder, where] {
+        if (self)
+            self->setFolderMessage(
+                QStringLiteral("Could not open a file manager — the files are in ") + folder, where);
+    };
+    if (openFolder)
+        AppServices::opener().openUrl(QUrl::fromLocalFile(path), std::move(failed));
+    else
+        AppServices::opener().showInFileViewer(path, std::move(failed));
+}
+
+void DoneModel::setFolderMessage(const QString& message, const QString& where) {
+    if (message == m_folderMessage && where == m_folderMessageFor)
+        return;
+    m_folderMessage = message;
+    m_folderMessageFor = where;
+    emit folderMessageChanged();
 }
 
 bool DoneModel::resolveConnected() const {
@@ -309,12 +333,12 @@ QCoro::Task<> DoneModel::saveFiles(QPointer<DoneModel> self, std::shared_ptr<Loc
 
 void DoneModel::showSaved() {
     if (canShowSaved())
-        AppServices::opener().showInFileViewer(m_savedPath);
+        reveal(m_savedPath, false, m_savedFor);
 }
 
 void DoneModel::openExportFolder() {
     if (const std::optional<QString> dir = exportDir())
-        AppServices::opener().openUrl(QUrl::fromLocalFile(*dir));
+        reveal(*dir, true, QStringLiteral("export"));
 }
 
 } // namespace ondrel

@@ -133,6 +133,10 @@ class DoneModel : public QObject {
     Q_PROPERTY(bool handedOff READ handedOff NOTIFY savedChanged)
     Q_PROPERTY(QVariantList editorLines READ editorLines CONSTANT)
     Q_PROPERTY(QString handOffWarning READ handOffWarning NOTIFY savedChanged)
+    // Set when no file manager could show a file or open the folder: where the files are instead,
+    // and beside which button to say it ("editor", "export").
+    Q_PROPERTY(QString folderMessage READ folderMessage NOTIFY folderMessageChanged)
+    Q_PROPERTY(QString folderMessageFor READ folderMessageFor NOTIFY folderMessageChanged)
     // Without Resolve Studio the hand-off is the page's main action.
     Q_PROPERTY(bool resolveConnected READ resolveConnected NOTIFY resolveConnectedChanged)
 
@@ -183,6 +187,8 @@ public:
     bool handedOff() const { return m_handedOff; }
     static QVariantList editorLines();
     QString handOffWarning() const { return m_handOffWarning; }
+    QString folderMessage() const { return m_folderMessage; }
+    QString folderMessageFor() const { return m_folderMessageFor; }
     bool resolveConnected() const;
 
 signals:
@@ -192,6 +198,7 @@ signals:
     void resultsChanged();
     void exportDirChanged();
     void savedChanged();
+    void folderMessageChanged();
     void resolveConnectedChanged();
 
 private:
@@ -200,6 +207,9 @@ private:
     void save(HandOffFiles what);
     static QCoro::Task<> saveFiles(QPointer<DoneModel> self, std::shared_ptr<LocalPipeline> pipeline,
                                    HandOffFiles what, QString folder, QList<StorySegment> story);
+    // The file in the file viewer (or the folder itself, opened), saying where it is if nothing can.
+    void reveal(const QString& path, bool openFolder, const QString& where);
+    void setFolderMessage(const QString& message, const QString& where);
     void onBuildResult();
     void onResults();
     void onExportDir();
@@ -216,6 +226,8 @@ private:
     bool m_savedFailed = false;
     bool m_handedOff = false;
     QString m_handOffWarning;
+    QString m_folderMessage;
+    QString m_folderMessageFor;
     DoneActsModel m_acts;
     DoneExportFilesModel m_exportFiles;
 };

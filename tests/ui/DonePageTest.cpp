@@ -2,8 +2,11 @@
 // Resolve, the export buttons, and a whole run built again from the page through its real QML.
 #include "DoneAuditSupport.h"
 
+#include "ui/DesktopUrlOpener.h"
 #include "ui/DoneModel.h"
 #include "ui/Theme.h"
+
+#include <QDBusConnection>
 
 #include <QAbstractItemModelTester>
 #include <QJsonArray>
@@ -205,6 +208,89 @@ TEST(DoneModel, SavesForEditorsSayWhatTheyWroteAndShowIt) {
     EXPECT_FALSE(f.vm.canShowSaved());
 }
 
+// Showing a file or opening the folder on a desktop with no file manager: the press must not end
+// with nothing, and the editor must still learn where the files are, beside the button pressed.
+TEST(DoneModel, WithoutAFileManagerThePageSaysWhereTheFilesAre) {
+    DoneFixture f;
+    const QString dir = f.home.path() + "/exports/Cut";
+    QDir().mkpath(dir);
+    writeFile(dir + "/subtitles.srt", "1\n");
+    f.wizard->pipeline()->setLastExportDir(dir);
+    f.vm.exportEdl();
+    ASSERT_TRUE(waitFor([&] { return !f.vm.isSaving(); }));
+    ASSERT_TRUE(f.vm.canShowSaved());
+    const QString said = "Could not open a file manager — the files are in " + dir;
+
+    const struct {
+        const char* name;
+        std::function<void()> press;
+        bool fileManager;
+        QString message;
+        QString where;
+    } cases[] = {
+        {"an export tile", [&] { f.vm.showExportFile(0); }, false, said, "export"},
+        {"Show in Files", [&] { f.vm.showSaved(); }, false, said, "export"},
+        {"Open Export Folder", [&] { f.vm.openExportFolder(); }, false, said, "export"},
+        {"an export tile, shown", [&] { f.vm.showExportFile(0); }, true, "", "export"},
+        {"Show in Files, shown", [&] { f.vm.showSaved(); }, true, "", "export"},
+        {"Open Export Folder, opened", [&] { f.vm.openExportFolder(); }, true, "", "export"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        f.opener.refuse = !c.fileManager;
+        c.press();
+        EXPECT_EQ(f.vm.folderMessage(), c.message);
+        EXPECT_EQ(f.vm.folderMessageFor(), c.where);
+    }
+
+    // After the hand-off for every editor the message stands by its own button.
+    f.vm.openInEditor();
+    ASSERT_TRUE(waitFor([&] { return !f.vm.isSaving(); }));
+    f.opener.refuse = true;
+    f.vm.showSaved();
+    EXPECT_EQ(f.vm.folderMessage(), said);
+    EXPECT_EQ(f.vm.folderMessageFor(), "editor");
+}
+
+// The desktop's own opener on a machine with no session bus (a bare X server): "Show in Files"
+// opens the folder through xdg-open, and says so when that fails too. Before, the file manager's
+// call on the absent bus never ended, so the press did nothing at all.
+TEST(DesktopOpener, WithoutASessionBusTheFolderOpensOrItsFailureIsSaid) {
+    if (QDBusConnection::sessionBus().isConnected())
+        GTEST_SKIP() << "a session bus is there: the file manager is asked instead";
+    TestHome home;
+    const QString bin = home.path() + "/bin";
+    const QString calls = home.path() + "/xdg-open.calls";
+    QDir().mkpath(bin);
+    const QByteArray oldPath = qgetenv("PATH");
+    qputenv("PATH", bin.toUtf8() + ':' + oldPath);
+    const QString file = home.path() + "/exports/Cut/story_edit.edl";
+    QDir().mkpath(QFileInfo(file).absolutePath());
+    writeFile(file, "TITLE: x\n");
+
+    const struct {
+        const char* name;
+        int exitCode; // xdg-open's: 0 opened, 3 no method to open it
+        bool said;
+    } cases[] = {{"a folder opener", 0, false}, {"none", 3, true}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        QFile::remove(calls);
+        writeFile(
+            bin + "/xdg-open",
+            QStringLiteral("#!/bin/sh\necho \"$1\" >> '%1'\nexit %2\n").arg(calls).arg(c.exitCode).toUtf8());
+        QFile(bin + "/xdg-open").setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+        bool failed = false;
+        DesktopUrlOpener().showInFileViewer(file, [&] { failed = true; });
+        ASSERT_TRUE(waitFor([&] { return QFileInfo::exists(calls); }));
+        EXPECT_EQ(readFile(calls).trimmed(), QUrl::fromLocalFile(QFileInfo(file).absolutePath()).toEncoded());
+        if (c.said) {
+            EXPECT_TRUE(waitFor([&] { return failed; }));
+        }
+    }
+    qputenv("PATH", oldPath);
+}
+
 namespace {
 
 int builtTimelines(const QString& stateFile) {
@@ -249,6 +335,14 @@ TEST(DonePage, AMinedStoryIsBuiltAgainExportedAndRatedFromThePage) {
     revealAndClick(rig, "showSaved");
     EXPECT_EQ(rig.opener.shown, (QStringList{dir + "/subtitles.srt", dir + "/story_edit.edl"}));
     EXPECT_TRUE(readFile(dir + "/story_edit.edl").contains("interview"));
+
+    // A desktop with no file manager: the page says where the folder is, under its button.
+    EXPECT_FALSE(rig.find("folderMessage"));
+    rig.opener.refuse = true;
+    revealAndClick(rig, "openExportFolder");
+    ASSERT_TRUE(waitFor([&] { return rig.find("folderMessage") != nullptr; }));
+    EXPECT_EQ(rig.text("folderMessage"), "Could not open a file manager — the files are in " + dir);
+    rig.opener.refuse = false;
 
     revealAndClick(rig, "rateNeedsWork");
     revealAndClick(rig, "rateGood");

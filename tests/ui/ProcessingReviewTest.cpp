@@ -329,6 +329,43 @@ TEST(ProcessingPage, AWaitingRunShowsItsTurnAndKeepMiningLeavesItGoing) {
         << wizard->pipeline()->errorMessageText().toStdString();
 }
 
+TEST(ProcessingPage, TheConsoleEndsOnItsCursorWhenLinesWrap) {
+    // Lines as long as the build's "SRT saved to …" wrap in the console, and their wrapped height
+    // comes after the line itself: the last line and the cursor must still end in sight, whether
+    // the lines come while the page shows or were there when it opened (a finished run's page).
+    const QString longLine =
+        QStringLiteral("  SRT saved to /tmp/ondrel-demo/.cache/OndrelManager/subs_1795600937.srt "
+                       "(import disabled, use File > Import > Subtitle) ")
+            .repeated(3);
+    const struct {
+        const char* name;
+        bool linesBeforePage;
+    } cases[] = {{"lines arrive while the page shows", false}, {"the page opens on a finished log", true}};
+    for (const auto& c : cases) {
+        WizardRig rig;
+        MineView* wizard = rig.openWizard();
+        wizard->setSelectedTimelineText(WizardRig::kTimeline);
+        const auto logLines = [&] {
+            for (int i = 0; i < 40; ++i)
+                wizard->pipeline()->log(QStringLiteral("%1 %2").arg(i).arg(longLine), "dim");
+        };
+        if (c.linesBeforePage)
+            logLines();
+        wizard->advanceTo(int(MineStep::mining));
+        ASSERT_TRUE(waitFor([&] { return rig.find("console") != nullptr; })) << c.name;
+        if (!c.linesBeforePage)
+            logLines();
+        QQuickItem* console = rig.find("console");
+        QQuickItem* cursor = rig.find("cursor");
+        ASSERT_TRUE(console && cursor) << c.name;
+        const auto cursorInSight = [&] {
+            const QPointF bottom = cursor->mapToItem(console, QPointF(0, cursor->height()));
+            return bottom.y() >= cursor->height() && bottom.y() <= console->height() + 0.5;
+        };
+        EXPECT_TRUE(waitFor(cursorInSight, 3000)) << c.name;
+    }
+}
+
 TEST(ReviewPage, ACardDraggedAndOneRemovedAreBuiltInTheirNewOrder) {
     WizardRig rig;
     const QByteArray story =

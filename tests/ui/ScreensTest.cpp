@@ -3,6 +3,7 @@
 // Every QML file of the module also loads without a single warning.
 #include "UiTestSupport.h"
 #include "service/AdminShell.h"
+#include "service/Constants.h"
 #include "ui/AccountModels.h"
 #include "ui/AppServices.h"
 #include "ui/UiPaths.h"
@@ -196,6 +197,34 @@ TEST_F(Screens, AccountFiguresAndThePlanBadge) {
             },
             30000));
         EXPECT_EQ(find("planBadge")->property("text").toString(), c.badge);
+    }
+}
+
+TEST_F(Screens, BillingSaysWhereItIsWhenNoBrowserOpens) {
+    // Both billing buttons open the billing page in the browser; a desktop with no browser must not
+    // leave the press without an outcome: the screen says so and gives the page's address.
+    const QString billing = Constants::API::billingURL();
+    const struct {
+        const char* button;
+        bool browser;
+        QString message;
+    } cases[] = {{"buyCredits", false, "Could not open a browser — billing is at " + billing},
+                 {"manageBilling", false, "Could not open a browser — billing is at " + billing},
+                 {"buyCredits", true, ""},
+                 {"manageBilling", true, ""}};
+    signIn(kMaya);
+    show("Account/DashboardView.qml");
+    for (const auto& c : cases) {
+        SCOPED_TRACE(std::string(c.button) + (c.browser ? " with a browser" : " without a browser"));
+        opener.opened.clear();
+        opener.refuse = !c.browser;
+        click(c.button);
+        ASSERT_EQ(opener.opened.size(), 1);
+        EXPECT_EQ(opener.opened[0].toString(), billing);
+        if (c.message.isEmpty())
+            EXPECT_FALSE(find("billingMessage"));
+        else
+            EXPECT_TRUE(waitFor([&] { return text("billingMessage") == c.message; }));
     }
 }
 

@@ -43,8 +43,12 @@ struct RecordingOpener : UrlOpener {
         if (refuse && failed)
             failed();
     }
-    bool refuse = false; // as a desktop without a browser
-    void showInFileViewer(const QString& path) override { shown << path; }
+    bool refuse = false; // as a desktop without a browser or a file manager
+    void showInFileViewer(const QString& path, std::function<void()> failed) override {
+        shown << path;
+        if (refuse && failed)
+            failed();
+    }
 };
 
 // A window with one screen in it. Any warning (QML or other) during the test fails it.

@@ -92,6 +92,11 @@ ScreenColumn {
             visible: vm.savedFor === "editor" && vm.savedNote !== ""
             model: vm
         }
+        DoneFolderMessage {
+            Layout.fillWidth: true
+            model: vm
+            place: "editor"
+        }
     }
 
     // ---- how each editor takes the story in ----
@@ -403,6 +408,11 @@ ScreenColumn {
             symbol: "folder"
             tint: Theme.accent
             onClicked: vm.openExportFolder()
+        }
+        DoneFolderMessage {
+            Layout.fillWidth: true
+            model: vm
+            place: "export"
         }
     }
 
