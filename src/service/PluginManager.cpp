@@ -21,7 +21,7 @@ QString parentFolder(const QString& path) {
 // Every value reaches the shell quoted: a plugin folder may hold spaces or quotes.
 QString copyText(const QString& source, const QString& dest) {
     return QStringLiteral("mkdir -p ") + shellQuote(parentFolder(dest)) + QStringLiteral(" && cp -R ") +
-           shellQuote(source + u'/') + u' ' + shellQuote(dest);
+           shellQuote(source + u'/') + u' ' + shellQuote(dest) + QStringLiteral(" && ") + readableByAll(dest);
 }
 
 QString minimalPluginText(const QString& pluginPath) {

@@ -226,7 +226,8 @@ QCoro::Task<> UpdateManager::downloadAndInstall() {
     const QString plugin = QDir::cleanPath(m_config.pluginPath);
     const QString text = QStringLiteral("mkdir -p ") + shellQuote(QFileInfo(plugin).path()) +
                          QStringLiteral(" && rm -rf ") + shellQuote(plugin) + QStringLiteral(" && cp -R ") +
-                         shellQuote(source) + u' ' + shellQuote(plugin);
+                         shellQuote(source) + u' ' + shellQuote(plugin) + QStringLiteral(" && ") +
+                         readableByAll(plugin);
     const std::shared_ptr<AdminShell> shell = m_config.shell;
     const AdminOutcome outcome = co_await shell->run(text);
     if (!self)

@@ -278,6 +278,47 @@ TEST_F(TimelineBuild, TheDemosLastWordsStayOnTheLastCard) {
                                      "And that I am giving it back, little by little, to my children.\n"));
 }
 
+// The subtitles follow the timeline's own rate: a camera file at 25 fps among 24 fps sound must not
+// make the cards of a 24 fps timeline run short (found in the demo: 5 s late after two minutes).
+TEST_F(TimelineBuild, SubtitlesKeepToTheTimelinesRateWhateverTheFilesRates) {
+    Json state = resolveState(media, {{"a.wav", "00:01:40:00", "Audio"}, {"b.mov", "00:01:40:00", "Audio"}});
+    state["projects"]["Interviews"]["mediaPool"]["root"]["clips"][1]["properties"]["FPS"] = 25.0;
+    setState(state);
+    const auto probe = [&](const char* name, double tc, Json fps) {
+        return Json{{"path", (media + "/" + name).toStdString()},
+                    {"filename", name},
+                    {"duration", 100.0},
+                    {"startTimecode", nullptr},
+                    {"startTimecodeSeconds", tc},
+                    {"sampleRate", 48000},
+                    {"fps", fps},
+                    {"codec", "pcm_s16le"},
+                    {"hasVideo", !fps.is_null()},
+                    {"hasAudio", true},
+                    {"channels", 1},
+                    {"bitDepth", 16}};
+    };
+    writeProbes(Json{{"a.wav", probe("a.wav", 0, nullptr)}, {"b.mov", probe("b.mov", 100, 25.0)}});
+    const QList<StorySegment> segs = {segment(1, 10, 40, "a.wav", "one two three four five six"),
+                                      segment(2, 110, 140, "b.mov", "seven eight nine ten eleven twelve")};
+    writeSegments(segs);
+    QCoro::waitFor(buildTimelineFromSegmentsFile(pipeline));
+
+    const Json tl = timeline();
+    const Json& items = tl["tracks"]["audio"][0];
+    ASSERT_EQ(items.size(), 2u) << logTexts().join('\n').toStdString();
+    const double startFrame = tl["startFrame"];
+    QList<test::SrtMoment> moments;
+    for (size_t k = 0; k < items.size(); ++k)
+        moments.push_back({test::srtMillis((items[k]["start"].get<double>() - startFrame) / 24.0),
+                           test::srtMillis((items[k]["end"].get<double>() - startFrame) / 24.0),
+                           (segs[qsizetype(k)].translation).split(' ')});
+    QString error;
+    const auto cards = test::readSrt(srtWritten(), &error);
+    ASSERT_TRUE(cards) << error.toStdString();
+    EXPECT_EQ(test::cardProblems(*cards, moments), QStringList()) << srtWritten().toStdString();
+}
+
 TEST_F(TimelineBuild, ElevenChaptersWrapTheColours) {
     setState(resolveState(media, {{"a.wav", "00:10:00:00", "Audio"}}));
     QList<StorySegment> segs;

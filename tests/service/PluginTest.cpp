@@ -235,6 +235,9 @@ TEST(UpdateManager, CheckDownloadAndInstall) {
     EXPECT_FALSE(updater.isDownloading());
     EXPECT_EQ(filesIn(plugin), QStringList({"main.js", "version.json"}));
     EXPECT_EQ(readFile(plugin + "/version.json"), R"({"version":"0.2.0"})");
+    // Copied by root, the plugin must still be readable by Resolve running as the user.
+    EXPECT_EQ(modeOf(plugin + "/main.js") & 0044, 0044);
+    EXPECT_EQ(modeOf(plugin) & 0055, 0055);
     EXPECT_EQ(updater.installedVersion(), "0.2.0");
     EXPECT_FALSE(QFileInfo::exists(work));
 

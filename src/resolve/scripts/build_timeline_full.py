@@ -30,6 +30,7 @@ current = proj.GetCurrentTimeline()
 if current and current.GetSetting("timelineFrameRate"):
     fps = float(current.GetSetting("timelineFrameRate"))
 print(f"LOG:Using default fps={fps}")
+timeline_fps = fps
 
 segments = json.load(open(ARGS["segments_path"], encoding='utf-8'))
 print(f"LOG:Loaded {len(segments)} segments")
@@ -92,17 +93,17 @@ if not source:
     print(f"LOG:Auto-discovered {len(source)} audio clips")
 
 
-def tc_to_sec(tc):
+def tc_to_sec(tc, rate=None):
     parts = str(tc).replace(";", ":").split(":")
     if len(parts) != 4:
         return 0.0
     h, m, s, f = (int(p) for p in parts)
-    return h * 3600 + m * 60 + s + f / fps
+    return h * 3600 + m * 60 + s + f / (rate or fps)
 
 
-def sec_to_tc(sec):
+def sec_to_tc(sec, rate=None):
     whole = int(sec)
-    frames = int((sec - whole) * fps)
+    frames = int((sec - whole) * (rate or fps))
     return f"{whole // 3600:02d}:{(whole % 3600) // 60:02d}:{whole % 60:02d}:{frames:02d}"
 
 
@@ -179,6 +180,12 @@ if not tl:
         sys.exit(0)
 proj.SetCurrentTimeline(tl)
 print(f"LOG:Created timeline: {tl_name_full}")
+# Positions on the new timeline count its own frames. `fps` may by now be a source file's rate
+# (the last probe or clip that set it), which would run every card and marker short or long.
+try:
+    tl_fps = float(tl.GetSetting("timelineFrameRate") or proj.GetSetting("timelineFrameRate") or 0) or timeline_fps
+except Exception:
+    tl_fps = timeline_fps
 
 # --- place the clips: In and Out on the pool item, then the whole item -----------------------
 appended = 0
@@ -207,9 +214,15 @@ for seg_idx, seg in enumerate(segments):
     item = entry[0]
     file_rel_start = st - entry[1]
     file_rel_end = et - entry[1]
-    start_tc = tc_to_sec((item.GetClipProperty() or {}).get("Start TC", "00:00:00:00"))
-    item.SetClipProperty("In", sec_to_tc(start_tc + file_rel_start))
-    item.SetClipProperty("Out", sec_to_tc(start_tc + file_rel_end))
+    clip_props = item.GetClipProperty() or {}
+    # A clip's In and Out count its own frames, whatever rate another clip left in `fps`.
+    try:
+        clip_fps = float(clip_props.get("FPS") or 0) or fps
+    except (TypeError, ValueError):
+        clip_fps = fps
+    start_tc = tc_to_sec(clip_props.get("Start TC", "00:00:00:00"), clip_fps)
+    item.SetClipProperty("In", sec_to_tc(start_tc + file_rel_start, clip_fps))
+    item.SetClipProperty("Out", sec_to_tc(start_tc + file_rel_end, clip_fps))
     if mp.AppendToTimeline([item]):
         appended += 1
         placed.append(seg)
@@ -232,7 +245,7 @@ if items:
     for i, it in enumerate(items):
         if i >= len(placed):
             break
-        positions.append(((it.GetStart() - tl_start_offset) / fps, (it.GetEnd() - tl_start_offset) / fps,
+        positions.append(((it.GetStart() - tl_start_offset) / tl_fps, (it.GetEnd() - tl_start_offset) / tl_fps,
                           placed[i].get("translation") or "", placed[i].get("chapter") or "",
                           placed[i].get("translation") or placed[i].get("transcript") or ""))
     print(f"LOG:Read {len(positions)} clip positions from timeline")
@@ -247,8 +260,8 @@ for start_sec, end_sec, translation, chapter, text in positions:
     seg_duration = end_sec - start_sec
     if chapter and chapter != last_chapter:
         try:
-            tl.AddMarker(int(start_sec * fps), colors[chapter_idx % 10], chapter, translation[:50],
-                         max(1, int(seg_duration * fps)))
+            tl.AddMarker(int(start_sec * tl_fps), colors[chapter_idx % 10], chapter, translation[:50],
+                         max(1, int(seg_duration * tl_fps)))
         except Exception:
             pass
         last_chapter = chapter
