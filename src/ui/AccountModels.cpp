@@ -83,6 +83,11 @@ void SignInModel::toggleTokenField() {
 void SignInModel::signInWithToken() {
     if (!canSignIn())
         return;
+    // The browser's failure belongs to the way not taken.
+    if (!m_browserMessage.isEmpty()) {
+        m_browserMessage.clear();
+        emit changed();
+    }
     [](QPointer<AuthManager> auth, QString token) -> QCoro::Task<> {
         if (auth)
             co_await auth->signInWithToken(token);
