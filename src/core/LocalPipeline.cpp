@@ -614,6 +614,14 @@ QCoro::Task<> LocalPipeline::saveStoryForEditors(QString folder, QList<StorySegm
     log(*m_buildResult, QStringLiteral("green"));
 }
 
+QCoro::Task<> LocalPipeline::saveForEditors(QList<StorySegment> story) {
+    const auto self = shared_from_this();
+    const Entry entry = co_await enter();
+    if (!entry || !m_lastExportDir)
+        co_return;
+    co_await saveStoryForEditors(*m_lastExportDir, story);
+}
+
 QCoro::Task<> LocalPipeline::buildMoments(QList<StorySegment> moments) {
     const auto self = shared_from_this();
     const Entry entry = co_await enter();

@@ -145,6 +145,9 @@ public:
     // The wizard's builds: the segments file as it stands, or first rewritten with an edited list.
     QCoro::Task<> buildTimelineFromSegmentsFile();
     QCoro::Task<> sendToResolve(QList<StorySegment> segments);
+    // The edited story of a mine from files, saved for other editors in its export folder; the
+    // outcome lands in buildResult as a build's would.
+    QCoro::Task<> saveForEditors(QList<StorySegment> story);
     // A timeline of these moments alone (the audit's buried gold), each placed in its own source
     // clip: the last run's media are measured, the moments assigned and built; the outcome lands
     // in buildResult.

@@ -156,9 +156,11 @@ void DoneModel::setWizard(MineView* wizard) {
         disconnect(m_pipeline, nullptr, this, nullptr);
     m_wizard = wizard;
     m_pipeline = wizard ? wizard->pipeline() : nullptr;
-    if (wizard)
+    if (wizard) {
         connect(wizard->resolveBridge(), &ResolveBridge::isConnectedChanged, this,
                 &DoneModel::resolveConnectedChanged);
+        connect(wizard, &MineView::sourceKindChanged, this, &DoneModel::resolveConnectedChanged);
+    }
     if (m_pipeline) {
         connect(m_pipeline, &LocalPipeline::buildResultChanged, this, &DoneModel::onBuildResult);
         connect(m_pipeline, &LocalPipeline::resultsChanged, this, &DoneModel::onResults);
@@ -166,8 +168,13 @@ void DoneModel::setWizard(MineView* wizard) {
     }
     onResults();
     onExportDir();
+    // A mine of files ended by saving the story for other editors: how each takes it in shows.
+    const std::optional<QString> dir = exportDir();
+    m_handedOff = wizard && !wizard->speaksResolve() && dir &&
+                  QFileInfo::exists(*dir + QStringLiteral("/story_edit.fcpxml"));
     emit wizardChanged();
     emit resolveConnectedChanged();
+    emit savedChanged();
     // The burst waits for the page's entrance to get under way.
     QTimer::singleShot(kConfettiDelayMs, this, [this] {
         if (!m_showConfetti) {
@@ -267,7 +274,7 @@ void DoneModel::setFolderMessage(const QString& message, const QString& where) {
 }
 
 bool DoneModel::resolveConnected() const {
-    return m_wizard && m_wizard->resolveBridge()->isConnected();
+    return m_wizard && m_wizard->speaksResolve() && m_wizard->resolveBridge()->isConnected();
 }
 
 QVariantList DoneModel::editorLines() {

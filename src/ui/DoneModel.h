@@ -137,7 +137,8 @@ class DoneModel : public QObject {
     // and beside which button to say it ("editor", "export").
     Q_PROPERTY(QString folderMessage READ folderMessage NOTIFY folderMessageChanged)
     Q_PROPERTY(QString folderMessageFor READ folderMessageFor NOTIFY folderMessageChanged)
-    // Without Resolve Studio the hand-off is the page's main action.
+    // A mine from Resolve with Resolve Studio there to build it; otherwise the hand-off is the
+    // page's main action.
     Q_PROPERTY(bool resolveConnected READ resolveConnected NOTIFY resolveConnectedChanged)
 
 public:

@@ -1,7 +1,12 @@
 #include "MineView.h"
 
 #include "Theme.h"
+#include "core/Text.h"
+#include "media/MediaProbe.h"
 #include "media/TranscriptCache.h"
+
+#include <QCryptographicHash>
+#include <QFileInfo>
 
 #include <QCoroTask>
 
@@ -108,6 +113,9 @@ MineView::MineView(QObject* parent)
     for (auto signal : {&MineView::selectedModeChanged, &MineView::targetMinutesChanged})
         QObject::connect(this, signal, this, &MineView::estimateChanged);
 
+    m_sourceFiles.setTools(m_pipeline->tools());
+    connect(&m_sourceFiles, &SourceFilesModel::changed, this, &MineView::onSourceFilesChanged);
+
     refreshSavedProjects();
     refreshConnection();
 }
@@ -123,6 +131,56 @@ QCoro::Task<> MineView::connectToResolve(std::shared_ptr<ResolveBridge> bridge) 
 
 void MineView::refreshConnection() {
     connectToResolve(m_bridge);
+}
+
+void MineView::setSourceKind(const QString& kind) {
+    static const QStringList kinds{QStringLiteral("resolve"), QStringLiteral("files"),
+                                   QStringLiteral("timelineFile")};
+    if (kind == m_sourceKind || !kinds.contains(kind))
+        return;
+    m_sourceKind = kind;
+    // Another source is another mine: what was chosen for the last one no longer holds.
+    setLoadedProject(std::nullopt);
+    setSelectedTimelineText(QString());
+    emit sourceKindChanged();
+    onSourceFilesChanged();
+}
+
+QString MineView::fileSourceName() const {
+    const QStringList files = m_sourceFiles.readablePaths();
+    const QString folder = !m_sourceFiles.chosenFolder().isEmpty()
+                               ? m_sourceFiles.chosenFolder()
+                               : (files.isEmpty() ? QString() : QFileInfo(files.first()).absolutePath());
+    QString name = QFileInfo(folder).fileName();
+    if (name.isEmpty())
+        name = QStringLiteral("Media files");
+    // Another saved mine of other files under this name would be overwritten by this one.
+    for (const SavedProject& p : m_savedProjects.projects()) {
+        if (p.timeline == name && sortedPaths(p.mediaPaths) != sortedPaths(files)) {
+            const QByteArray where = (folder.isEmpty() ? files.join(u'|') : folder).toUtf8();
+            return name + QStringLiteral(" · ") +
+                   QString::fromLatin1(
+                       QCryptographicHash::hash(where, QCryptographicHash::Sha1).toHex().left(6));
+        }
+    }
+    return name;
+}
+
+void MineView::onSourceFilesChanged() {
+    if (m_sourceKind != QLatin1String("files"))
+        return;
+    setSelectedTimelineText(m_sourceFiles.readablePaths().isEmpty() ? QString() : fileSourceName());
+}
+
+MineSource MineView::chosenSource() const {
+    if (m_sourceKind == QLatin1String("files")) {
+        const QString folder = m_sourceFiles.chosenFolder();
+        return {
+            m_selectedTimeline.value_or(fileSourceName()),
+            ProjectSource{QStringLiteral("files"), folder.isEmpty() ? std::nullopt : std::optional(folder)},
+            m_sourceFiles.readablePaths()};
+    }
+    return MineSource::resolveTimeline(m_selectedTimeline.value_or(QString()));
 }
 
 void MineView::refreshSavedProjects() {
@@ -315,12 +373,15 @@ void MineView::startMining() {
     if (!m_selectedTimeline)
         return;
     LocalPipeline& p = *m_pipeline;
-    QCoro::Task<> work = isAudit() ? p.auditTimeline(*m_selectedTimeline)
-                         : m_loadedProject
-                             ? p.runFromProject(*m_loadedProject, m_targetMinutes, m_styleSliders,
-                                                m_selectedPresetId, m_referenceURL, m_isMagicMode)
-                             : p.run(*m_selectedTimeline, m_selectedMode, m_targetMinutes, m_selectedLanguage,
-                                     m_styleSliders, m_selectedPresetId, m_referenceURL, m_isMagicMode);
+    // Loose media files are no cut: there is nothing to audit.
+    if (isAudit() && m_sourceKind == QLatin1String("files"))
+        return;
+    QCoro::Task<> work =
+        isAudit()         ? p.auditTimeline(*m_selectedTimeline)
+        : m_loadedProject ? p.runFromProject(*m_loadedProject, m_targetMinutes, m_styleSliders,
+                                             m_selectedPresetId, m_referenceURL, m_isMagicMode)
+                          : p.runSource(chosenSource(), m_selectedMode, m_targetMinutes, m_selectedLanguage,
+                                        m_styleSliders, m_selectedPresetId, m_referenceURL, m_isMagicMode);
     reviewWhenComplete(this, m_pipeline, std::move(work));
 }
 
@@ -353,6 +414,14 @@ void MineView::loadProject(int row) {
 }
 
 void MineView::onLoadProject(const SavedProject& project) {
+    // A mine of files ends saved for other editors, not built in Resolve.
+    if (project.source && project.source->kind != m_sourceKind) {
+        m_sourceKind = project.source->kind;
+        emit sourceKindChanged();
+    } else if (!project.source && !speaksResolve()) {
+        m_sourceKind = QStringLiteral("resolve");
+        emit sourceKindChanged();
+    }
     setLoadedProject(project);
     setSelectedTimelineText(project.timeline);
     setTargetMinutes(project.targetMinutes);
@@ -371,8 +440,16 @@ void MineView::onLoadProject(const SavedProject& project) {
 void MineView::onSendToResolve(const QList<StorySegment>& segments) {
     if (const std::optional<MiningResults> results = m_pipeline->results())
         m_pipeline->presentResults(withEditedSegments(*results, segments));
-    // Written and built in one turn of the work queue, so no other run's files are touched.
-    m_pipeline->sendToResolve(segments);
+    if (speaksResolve()) {
+        // Written and built in one turn of the work queue, so no other run's files are touched.
+        m_pipeline->sendToResolve(segments);
+    } else {
+        // A mine reopened from its project was never probed in this process: measured first.
+        [](std::shared_ptr<LocalPipeline> pipeline, QList<StorySegment> story) -> QCoro::Task<> {
+            co_await probeMissing(*pipeline, pipeline->lastMediaPaths().value_or(QStringList()));
+            co_await pipeline->saveForEditors(story);
+        }(m_pipeline, segments);
+    }
     advanceTo(int(MineStep::done));
 }
 

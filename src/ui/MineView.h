@@ -4,6 +4,7 @@
 // appears and gone with it; a run it started goes on without it (the pipeline is shared-owned).
 
 #include "AppServices.h"
+#include "SourceFiles.h"
 
 #include "analysis/StyleModel.h"
 #include "core/LocalPipeline.h"
@@ -67,6 +68,11 @@ class MineView : public QObject {
     Q_PROPERTY(ondrel::ResolveBridge* resolveBridge READ resolveBridge CONSTANT)
     Q_PROPERTY(ondrel::CloudProcessor* cloudProcessor READ cloudProcessor CONSTANT)
     Q_PROPERTY(ondrel::SavedProjectsModel* savedProjects READ savedProjects CONSTANT)
+    // Where the mine's media come from: "resolve" (a timeline in Resolve Studio), "files" (media
+    // files picked or dropped) or "timelineFile" (an editor's exported timeline).
+    Q_PROPERTY(QString sourceKind READ sourceKind WRITE setSourceKind NOTIFY sourceKindChanged)
+    Q_PROPERTY(bool speaksResolve READ speaksResolve NOTIFY sourceKindChanged)
+    Q_PROPERTY(ondrel::SourceFilesModel* sourceFiles READ sourceFiles CONSTANT)
 
     // The choices; "" stands for none.
     Q_PROPERTY(QString selectedTimeline READ selectedTimelineText WRITE setSelectedTimelineText NOTIFY
@@ -108,6 +114,13 @@ public:
     ResolveBridge* resolveBridge() const { return m_bridge.get(); }
     CloudProcessor* cloudProcessor() const { return m_cloud.get(); }
     SavedProjectsModel* savedProjects() { return &m_savedProjects; }
+    QString sourceKind() const { return m_sourceKind; }
+    void setSourceKind(const QString& kind);
+    bool speaksResolve() const { return m_sourceKind == QLatin1String("resolve"); }
+    SourceFilesModel* sourceFiles() { return &m_sourceFiles; }
+    // The name a mine of files goes by: its folder's, or its first file's folder's, with a short
+    // hash of where it lies when another saved mine of other files already has that name.
+    QString fileSourceName() const;
 
     const std::optional<QString>& selectedTimeline() const { return m_selectedTimeline; }
     QString selectedTimelineText() const { return m_selectedTimeline.value_or(QString()); }
@@ -182,10 +195,13 @@ signals:
     void estimateChanged();
     void pageChanged();
     void isWorkingChanged();
+    void sourceKindChanged();
 
 private:
     static QCoro::Task<> connectToResolve(std::shared_ptr<ResolveBridge> bridge);
     void refreshSavedProjects();
+    void onSourceFilesChanged();
+    MineSource chosenSource() const;
     void setLoadedProject(std::optional<SavedProject> project);
 
     std::shared_ptr<LocalPipeline> m_pipeline;
@@ -193,6 +209,8 @@ private:
     std::shared_ptr<ResolveBridge> m_bridge;
     std::unique_ptr<CloudProcessor> m_cloud;
     SavedProjectsModel m_savedProjects;
+    SourceFilesModel m_sourceFiles;
+    QString m_sourceKind = QStringLiteral("resolve");
 
     MineStep m_currentStep = MineStep::setup;
     std::optional<QString> m_selectedTimeline;

@@ -57,7 +57,7 @@ Item {
                 Text {
                     objectName: "stepCaption"
                     Layout.alignment: Qt.AlignHCenter
-                    text: root.pipeline.stepText
+                    text: root.pipeline.stepCaption
                     color: Theme.accent
                     font: Theme.font("subheadline", 12)
                 }

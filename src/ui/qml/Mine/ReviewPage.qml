@@ -212,7 +212,7 @@ Item {
             Item { Layout.fillWidth: true }
             PrimaryButton {
                 objectName: "sendToResolve"
-                text: "Send to Resolve"
+                text: root.wizard.speaksResolve ? "Send to Resolve" : "Save for your editor"
                 enabled: vm.count > 0
                 leading: Component { PixelGemView { color: "white"; size: 14 } }
                 onClicked: vm.sendToResolve()
