@@ -299,9 +299,9 @@ TimelineReading readEdl(const QByteArray& bytes, const QString& path, const Read
                 continue; // black: no file
             int media = -1;
             if (!e.sourceFile.isEmpty())
-                media = table.byReference(e.sourceFile, e.clipName);
+                media = table.byReference(e.sourceFile, Reference::path, e.clipName);
             else if (!e.clipName.isEmpty() && looksFileName(e.clipName))
-                media = table.byReference(e.clipName, e.clipName);
+                media = table.byReference(e.clipName, Reference::path, e.clipName);
             else if (!e.clipName.isEmpty())
                 media = table.byName(e.clipName, reel);
             else
@@ -343,14 +343,14 @@ TimelineReading readEdl(const QByteArray& bytes, const QString& path, const Read
                                 .arg(badLine)));
     if (speedChanges + lengthMismatch > 0)
         t.warnings << aboutFile(path,
-                                QStringLiteral("changes the speed of %1 events; they were read at normal "
-                                               "speed from their source in.")
-                                    .arg(std::max(speedChanges, lengthMismatch)));
+                                QStringLiteral("changes the speed of %1; they were read at normal speed from "
+                                               "their source in.")
+                                    .arg(counted(std::max(speedChanges, lengthMismatch), "event", "events")));
     if (splitEdits > 0)
         t.warnings << aboutFile(path,
-                                QStringLiteral("splits the sound of %1 events from their picture; they were "
-                                               "read as cuts.")
-                                    .arg(splitEdits));
+                                QStringLiteral("splits the sound of %1 from the picture; they were read as "
+                                               "cuts.")
+                                    .arg(counted(splitEdits, "event", "events")));
     t.media = table.media;
     for (const PlacedClip& p : std::as_const(placed))
         t.clips << p.clip;

@@ -182,7 +182,8 @@ void Fcp7Reading::clipItem(int item, TrackKind kind, int number, FrameRate seque
     }
     const QString fileName = m_tree.childText(file, u"name");
     const QString pathurl = m_tree.childText(file, u"pathurl");
-    const int media = m_media.byReference(pathurl.isEmpty() ? fileName : pathurl, fileName);
+    const int media = pathurl.isEmpty() ? m_media.byReference(fileName, Reference::path, fileName)
+                                        : m_media.byReference(pathurl, Reference::url, fileName);
     ReadMedia& m = m_media.media[media];
     const std::optional<FrameRate> fileRate = rateOf(file);
     const int fileMedia = m_tree.child(file, u"media");
@@ -318,14 +319,14 @@ TimelineReading Fcp7Reading::run() {
         return failure(m_problem);
     if (m_undescribed > 0)
         t.warnings << aboutFile(m_path,
-                                QStringLiteral("names %1 clip items' files by an id it never describes; "
-                                               "they were left out.")
-                                    .arg(m_undescribed));
+                                QStringLiteral("has %1 whose file is named by an id it never describes; they "
+                                               "were left out.")
+                                    .arg(counted(m_undescribed, "clip item", "clip items")));
     if (m_untimed > 0)
         t.warnings << aboutFile(m_path,
-                                QStringLiteral("has %1 clip items without readable start, end, in and "
-                                               "out; they were left out.")
-                                    .arg(m_untimed));
+                                QStringLiteral("has %1 without a readable start, end, in and out; they were "
+                                               "left out.")
+                                    .arg(counted(m_untimed, "clip item", "clip items")));
     t.media = m_media.media;
     for (const PlacedClip& p : std::as_const(m_clips))
         t.clips << p.clip;

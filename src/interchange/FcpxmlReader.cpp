@@ -118,7 +118,7 @@ bool isTimed(QStringView name) {
 
 // Each element a reading enters counts; compound clips inside compound clips could otherwise
 // multiply the work far past the clips a timeline may hold.
-constexpr qint64 kMaxVisits = 40LL * kMaxTimelineClips;
+constexpr qint64 kMaxVisits = 10LL * kMaxTimelineClips;
 
 struct Asset {
     QString name;
@@ -314,7 +314,7 @@ void FcpxmlReading::leaf(int element, const QString& ref, const Context& c, Rati
     Rational sourceOut = sourceAt(timing, m_math.sub(out, c.shift), clipStart);
     if (sourceOut < sourceIn)
         std::swap(sourceIn, sourceOut); // played backwards
-    const int media = m_media.byReference(asset->src, asset->name);
+    const int media = m_media.byReference(asset->src, Reference::url, asset->name);
     ReadMedia& m = m_media.media[media];
     if (!m.start)
         m.start = asset->start;

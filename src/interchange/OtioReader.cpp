@@ -217,10 +217,11 @@ void OtioReading::clip(const JsonValue& item, TrackKind kind, int number, Ration
         }
         const QString name = textOf(item, "name");
         QString target = reference ? textOf(*reference, "target_url") : QString();
+        const bool url = !target.isEmpty();
         // A missing reference still names the file; a relink may find it.
         if (target.isEmpty())
             target = reference && !textOf(*reference, "name").isEmpty() ? textOf(*reference, "name") : name;
-        const int media = m_media.byReference(target, name);
+        const int media = m_media.byReference(target, url ? Reference::url : Reference::path, name);
         ReadMedia& m = m_media.media[media];
         if (!m.start && available)
             m.start = available->start;
@@ -383,15 +384,15 @@ TimelineReading OtioReading::run(const JsonValue& root) {
     if (!m_problem.isEmpty())
         return failure(m_problem);
     if (m_unknown > 0)
-        t.warnings << aboutFile(m_path,
-                                QStringLiteral("holds %1 items of kinds Ondrel Manager does not know; they "
-                                               "were read as gaps.")
-                                    .arg(m_unknown));
+        t.warnings << aboutFile(
+            m_path, QStringLiteral("holds %1 of kinds Ondrel Manager does not know; each was read "
+                                   "as a gap of its length.")
+                        .arg(counted(m_unknown, "item", "items")));
     if (m_unreadableTimes > 0)
-        t.warnings << aboutFile(m_path,
-                                QStringLiteral("holds %1 times without a readable value and rate; what they "
-                                               "time was left out.")
-                                    .arg(m_unreadableTimes));
+        t.warnings << aboutFile(
+            m_path, QStringLiteral("holds %1 without a readable value and rate; what they time was "
+                                   "left out.")
+                        .arg(counted(m_unreadableTimes, "time", "times")));
     t.media = m_media.media;
     for (const PlacedClip& p : std::as_const(m_clips))
         t.clips << p.clip;

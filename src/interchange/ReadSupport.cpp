@@ -2,6 +2,7 @@
 
 #include <QDir>
 #include <QFileInfo>
+#include <QRegularExpression>
 #include <QXmlStreamReader>
 
 #include <algorithm>
@@ -101,6 +102,20 @@ QString percentDecoded(QStringView text) {
     return QString::fromUtf8(bytes);
 }
 
+bool isWindowsDrivePath(QStringView p);
+
+// Clean, and no ".." left above the root: "/../../etc" is "/etc", as the system takes it.
+QString cleanAbsolute(const QString& path) {
+    QString clean = QDir::cleanPath(path);
+    const qsizetype root = isWindowsDrivePath(clean) ? 2 : 0;
+    while (QStringView(clean).mid(root).startsWith(u"/..") &&
+           (clean.size() == root + 3 || clean[root + 3] == u'/'))
+        clean.remove(root, 3);
+    if (clean.size() == root)
+        clean += u'/';
+    return clean;
+}
+
 bool isWindowsDrivePath(QStringView p) {
     return p.size() >= 2 && p[1] == u':' && p[0].unicode() < 128 && p[0].isLetter() &&
            (p.size() == 2 || p[2] == u'/' || p[2] == u'\\');
@@ -131,9 +146,16 @@ QString aboutFile(const QString& path, const QString& what) {
     return QStringLiteral("“") + fileLabel(path) + QStringLiteral("” ") + what;
 }
 
+QString counted(qsizetype count, const QString& one, const QString& many) {
+    return QString::number(count) + u' ' + (count == 1 ? one : many);
+}
+
 std::optional<QString> textProblem(const QByteArray& bytes, const QString& path) {
     if (bytes.trimmed().isEmpty())
         return aboutFile(path, QStringLiteral("is empty."));
+    if (bytes.startsWith("\xFF\xFE") || bytes.startsWith("\xFE\xFF"))
+        return aboutFile(path,
+                         QStringLiteral("is UTF-16 text, not UTF-8; timeline files are written in UTF-8."));
     const qsizetype nul = bytes.indexOf('\0');
     if (nul >= 0)
         return aboutFile(path, QStringLiteral("holds NUL bytes (the first at byte %1), so it is no timeline "
@@ -388,7 +410,7 @@ QString fileNameOf(const QString& pathOrUrl) {
     return name.toString();
 }
 
-QString pathOfReference(const QString& reference, const QString& baseFolder) {
+QString pathOfReference(const QString& reference, const QString& baseFolder, Reference kind) {
     QString ref = reference.trimmed();
     if (ref.isEmpty() || ref.contains(QChar(0)))
         return {};
@@ -421,6 +443,11 @@ QString pathOfReference(const QString& reference, const QString& baseFolder) {
             path.remove(0, 1);
         if (path.isEmpty() || path.contains(QChar(0)))
             return {};
+    } else if (kind == Reference::url && !ref.contains(QRegularExpression(QStringLiteral("\\s")))) {
+        // A relative URL ("media/a%20b.mov"); text with spaces is a plain path some tools write.
+        path = percentDecoded(ref);
+        if (path.contains(QChar(0)))
+            return {};
     } else {
         path = ref;
     }
@@ -430,12 +457,13 @@ QString pathOfReference(const QString& reference, const QString& baseFolder) {
         path.replace(u'\\', u'/');
     if (fileNameOf(path).isEmpty())
         return {};
+    if (path.startsWith(QLatin1String("//")))
+        return QStringLiteral("/") + cleanAbsolute(path);
     if (path.startsWith(u'/') || isWindowsDrivePath(path))
-        return path.startsWith(QLatin1String("//")) ? QStringLiteral("/") + QDir::cleanPath(path)
-                                                    : QDir::cleanPath(path);
+        return cleanAbsolute(path);
     if (baseFolder.isEmpty())
         return {};
-    return QDir::cleanPath(baseFolder + u'/' + path);
+    return cleanAbsolute(baseFolder + u'/' + path);
 }
 
 MediaTable::MediaTable(QString timelineFile, const ReadOptions& options)
@@ -445,11 +473,11 @@ MediaTable::MediaTable(QString timelineFile, const ReadOptions& options)
     m_baseFolders << QDir::cleanPath(info.absolutePath());
 }
 
-int MediaTable::byReference(const QString& reference, const QString& nameHint) {
+int MediaTable::byReference(const QString& reference, Reference kind, const QString& nameHint) {
     QString path;
     bool found = false;
     for (const QString& base : m_baseFolders) {
-        const QString candidate = pathOfReference(reference, base);
+        const QString candidate = pathOfReference(reference, base, kind);
         if (candidate.isEmpty())
             break;
         const bool exists = m_options.isFile ? m_options.isFile(candidate) : QFileInfo(candidate).isFile();

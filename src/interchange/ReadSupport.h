@@ -20,6 +20,9 @@ QString fileLabel(const QString& path);
 // "“cut.edl” " + what follows: every message of the readers starts by naming the file.
 QString aboutFile(const QString& path, const QString& what);
 
+// "1 clip item", "3 clip items".
+QString counted(qsizetype count, const QString& one, const QString& many);
+
 // Empty, NUL bytes, not UTF-8: the message, or nothing when the bytes are text.
 std::optional<QString> textProblem(const QByteArray& bytes, const QString& path);
 
@@ -77,9 +80,14 @@ FrameRate frameRateOf(Rational fps);
 
 // ---- media ----------------------------------------------------------------------------------
 
+// How a format writes its references: URLs (FCPXML's src, xmeml's pathurl, OTIO's target_url)
+// percent-encode a relative one too; an EDL writes plain paths.
+enum class Reference { url, path };
+
 // A reference as written (a file URL, an absolute or relative path, Windows forms too) made a
 // clean absolute path, relative ones against `baseFolder`; empty when it names no file.
-QString pathOfReference(const QString& reference, const QString& baseFolder);
+QString pathOfReference(const QString& reference, const QString& baseFolder,
+                        Reference kind = Reference::path);
 // The last component of a path or URL, with either slash.
 QString fileNameOf(const QString& pathOrUrl);
 
@@ -89,7 +97,7 @@ public:
     MediaTable(QString timelineFile, const ReadOptions& options);
 
     // The index of the medium a reference names (a URL or path), found or not.
-    int byReference(const QString& reference, const QString& nameHint = {});
+    int byReference(const QString& reference, Reference kind, const QString& nameHint = {});
     // The index of a medium an EDL names only by reel, or by a clip name that is no file's name.
     int byReel(const QString& reel);
     int byName(const QString& name, const QString& reel);

@@ -187,9 +187,9 @@ int relinkByFileName(ReadTimeline& timeline, const QStringList& files) {
         QString file = only(byName.value(m.name));
         if (file.isEmpty())
             file = only(byLowerName.value(m.name.toLower()));
-        if (file.isEmpty() && m.path.isEmpty()) {
-            // Named without a file: by the name without its extension, or the start of it for a
-            // reel cut to eight characters.
+        if (file.isEmpty() && (m.path.isEmpty() || withoutExtension(m.name) == m.name)) {
+            // Named without a file, or a file without its extension (Avid's source files): by the
+            // name without an extension, or the start of it for a reel cut to eight characters.
             file = only(byLowerBase.value(m.name.toLower()));
             if (file.isEmpty() && m.name == m.reel) {
                 QStringList starting;
