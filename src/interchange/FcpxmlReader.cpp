@@ -152,6 +152,7 @@ private:
         bool video = true;
         bool audio = true;
         int compounds = 0; // compound and multicam media entered on the way here
+        QString clipName;  // a clip's name, which its picture and sound inside it go by
     };
 
     const XmlElement& el(int i) const { return m_tree.at(i); }
@@ -439,7 +440,7 @@ void FcpxmlReading::story(int element, const Context& c, std::optional<Rational>
     } else if (kind == QLatin1String("video") || kind == QLatin1String("audio")) {
         // Inside a clip: the part it plays of an asset, in the clip's local time.
         const TrackKind k = kind == QLatin1String("video") ? TrackKind::video : TrackKind::audio;
-        leaf(element, ref, inner, start, end, k, name, element);
+        leaf(element, ref, inner, start, end, k, name.isEmpty() ? c.clipName : name, element);
     } else if (kind == QLatin1String("ref-clip") || kind == QLatin1String("mc-clip")) {
         compound(element, ref, inner);
     }
@@ -448,6 +449,10 @@ void FcpxmlReading::story(int element, const Context& c, std::optional<Rational>
         (m_tree.child(element, u"timeMap") >= 0 || m_tree.child(element, u"conform-rate") >= 0))
         m_retimedContents = true;
     markers(element, inner, inner.lo, inner.hi);
+    if (kind == QLatin1String("clip")) {
+        inner.clipName = name;
+        anchored.clipName = name;
+    }
     const bool holdsItems = kind == QLatin1String("clip") || kind == QLatin1String("sync-clip");
     hung(element, inner, anchored, holdsItems);
 }

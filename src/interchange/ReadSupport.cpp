@@ -250,7 +250,8 @@ std::optional<XmlTree> parseXml(const QByteArray& bytes, const QString& path,
             if (skipFrom > 0)
                 break;
             const QStringView name = reader.name();
-            if (!keep(name)) {
+            // The root is always kept, so a reader can say what the file is instead.
+            if (depth > 1 && !keep(name)) {
                 skipFrom = depth;
                 break;
             }

@@ -10,6 +10,8 @@
 
 #include <nlohmann/json.hpp>
 
+#include <cctype>
+
 namespace ondrel::interchange {
 
 using namespace read;
@@ -223,7 +225,11 @@ std::optional<Rational> sourceFromFirstFrame(const ReadTimeline& timeline, const
     const std::optional<Rational>& start = timeline.media[clip.media].start;
     if (!start)
         return std::nullopt;
-    return at - *start;
+    TimeMath math;
+    const Rational fromFirstFrame = math.sub(at, *start);
+    if (math.overflowed)
+        return std::nullopt;
+    return fromFirstFrame;
 }
 
 QStringList mediaOffTimelineRate(const ReadTimeline& timeline) {

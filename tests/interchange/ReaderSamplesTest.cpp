@@ -120,6 +120,43 @@ TEST(ReaderSamples, FinalCutProProjectWithLanesCompoundSplitEditAndAudition) {
                  {"street night.mov (25 fps) is not at the timeline's 23.976 fps"}});
 }
 
+TEST(ReaderSamples, FinalCutProClipsSyncClipsStorylinesAndRetiming) {
+    const FrameRate rate{25, 1};
+    const auto f = framesOf(rate);
+    const QString I = "interview.mov";
+    const QString R = "archive 1974.mov";
+    expectReads(
+        {"fcp-1.9-sync-retime.fcpxml",
+         {},
+         "FCPXML 1.9",
+         "Features",
+         rate,
+         false,
+         f(0),
+         {
+             // A clip's picture goes by the clip's name; its sound hangs below it.
+             {"V1", "Synced take", I, Rational::of(10), Rational::of(14), f(0), f(100)},
+             // Half speed through the time map: 2 s of the timeline play 1 s of source.
+             {"V1", "Slow", I, Rational::of(10), Rational::of(11), f(100), f(150)},
+             // Conformed from 23.976: each of its frames plays as one of the timeline's.
+             {"V1", "Archive", R, Rational::of(0), Rational::of(2 * 25 * 1001, 24000), f(150), f(200)},
+             {"V1", "Interview", I, Rational::of(30), Rational::of(33), f(200), f(275)},
+             {"V1", "Answer", I, Rational::of(40), Rational::of(44), f(275), f(375)},
+             // A storyline above the answer; its second clip follows the first.
+             {"V2", "Archive", R, Rational::of(1), Rational::of(2), f(300), f(325)},
+             {"V2", "Archive", R, Rational::of(5), Rational::of(6), f(325), f(350)},
+             {"A1", "Slow", I, Rational::of(10), Rational::of(11), f(100), f(150)},
+             {"A1", "Interview", I, Rational::of(30), Rational::of(33), f(200), f(275)},
+             {"A1", "Answer", I, Rational::of(40), Rational::of(44), f(275), f(375)},
+             {"A1", "Sound only", I, Rational::of(50), Rational::of(52), f(375), f(425)},
+             {"A2", "Synced take", "lav.wav", Rational::of(100), Rational::of(104), f(0), f(100)},
+             {"A2", "Lav", "lav.wav", Rational::of(200), Rational::of(203), f(200), f(275)},
+         },
+         {},
+         {"holds 2 projects; the first, “Features”, was read.", "retimes clips", "conforms clips",
+          "archive 1974.mov (23.976 fps)"}});
+}
+
 TEST(ReaderSamples, ResolveBundleWithMulticamAtDropFrame) {
     const FrameRate rate{30000, 1001};
     const auto f = framesOf(rate);
