@@ -65,9 +65,23 @@ bool isTransition(const QString& token) {
     return form.match(token).hasMatch();
 }
 
+// "01:00:00:00", any of ":;.," between the fields, two or three digits of frames.
 bool looksTimecode(const QString& token) {
-    static const QRegularExpression form(QStringLiteral("^\\d{1,2}[:;.,]\\d{2}[:;.,]\\d{2}[:;.,]\\d{2,3}$"));
-    return form.match(token).hasMatch();
+    const qsizetype n = token.size();
+    if (n < 10 || n > 13)
+        return false;
+    auto digits = [&](qsizetype from, qsizetype count) {
+        for (qsizetype k = from; k < from + count; ++k)
+            if (k >= n || token[k] < u'0' || token[k] > u'9')
+                return false;
+        return true;
+    };
+    auto separator = [&](qsizetype at) {
+        return at < n && (token[at] == u':' || token[at] == u';' || token[at] == u'.' || token[at] == u',');
+    };
+    const qsizetype h = separator(1) ? 1 : 2; // one or two digits of hours
+    return digits(0, h) && separator(h) && digits(h + 1, 2) && separator(h + 3) && digits(h + 4, 2) &&
+           separator(h + 6) && n - (h + 7) >= 2 && n - (h + 7) <= 3 && digits(h + 7, n - (h + 7));
 }
 
 // A clip name that is a file's name ("A001_C002.mov"), not only a name an editor gave a clip.
@@ -102,8 +116,13 @@ QString lineText(const QString& line) {
 TimelineReading readEdl(const QByteArray& bytes, const QString& path, const ReadOptions& options) {
     if (const auto problem = textProblem(bytes, path))
         return failure(*problem);
-    const QString text = QString::fromUtf8(bytes);
-    const QStringList lines = text.split(QRegularExpression(QStringLiteral("\\r\\n|\\r|\\n")));
+    QString text = QString::fromUtf8(bytes);
+    if (text.startsWith(QChar(0xFEFF)))
+        text.remove(0, 1);
+    // Lines end in CR LF (Avid on Windows), LF, or a lone CR (old Macs).
+    text.replace(QLatin1String("\r\n"), QLatin1String("\n"));
+    text.replace(u'\r', u'\n');
+    const QStringList lines = text.split(u'\n');
 
     ReadTimeline t;
     t.file = path;
@@ -182,7 +201,7 @@ TimelineReading readEdl(const QByteArray& bytes, const QString& path, const Read
         } else if (upper.startsWith(QLatin1String("SPLIT"))) {
             ++splitEdits;
         } else if (line.front().isDigit()) {
-            QStringList tokens = line.split(QRegularExpression(QStringLiteral("\\s+")), Qt::SkipEmptyParts);
+            QStringList tokens = line.simplified().split(u' ', Qt::SkipEmptyParts);
             auto notAnEvent = [&] {
                 return failure(
                     aboutFile(path, QStringLiteral("has a line that is not a CMX 3600 event (line %1: "

@@ -76,6 +76,7 @@ private:
     QStringList m_entered;
     QList<PlacedClip> m_clips;
     QList<ReadMarker> m_markers;
+    qint64 m_visits = 0;
     int m_undescribed = 0;
     int m_untimed = 0;
 };
@@ -117,6 +118,11 @@ int Fcp7Reading::definition(int element, const QHash<QString, int>& definitions)
 void Fcp7Reading::clipItem(int item, TrackKind kind, int number, FrameRate sequenceRate, const Context& c) {
     if (!m_problem.isEmpty() || m_math.overflowed)
         return;
+    // A sequence nested by id may be nested again and again: each item read counts.
+    if (++m_visits > 10LL * kMaxTimelineClips) {
+        fail(QStringLiteral("nests sequences so often that its clips cannot all be read."));
+        return;
+    }
     if (m_tree.childText(item, u"enabled").compare(QLatin1String("FALSE"), Qt::CaseInsensitive) == 0)
         return;
     const FrameRate itemRate = rateOf(item).value_or(sequenceRate);

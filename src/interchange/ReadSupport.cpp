@@ -8,6 +8,8 @@
 #include <algorithm>
 #include <cmath>
 #include <map>
+#include <queue>
+#include <set>
 
 namespace ondrel::interchange::read {
 
@@ -548,17 +550,26 @@ QList<ReadClip> tracksFromLanes(QList<PlacedClip> placed) {
             std::stable_sort(clips.begin(), clips.end(), [](const PlacedClip* a, const PlacedClip* b) {
                 return a->clip.recordIn < b->clip.recordIn;
             });
-            QList<Rational> rowEnds;
+            // Each clip takes the first track free at its start: a heap of the busy tracks by
+            // their end and a set of the free ones keep that fast for any number of overlaps.
+            using Busy = std::pair<Rational, qsizetype>;
+            auto later = [](const Busy& a, const Busy& b) { return a.first > b.first; };
+            std::priority_queue<Busy, std::vector<Busy>, decltype(later)> busy(later);
+            std::set<qsizetype> free;
             QList<QList<ReadClip>> rows;
             for (const PlacedClip* p : clips) {
-                qsizetype row = 0;
-                while (row < rowEnds.size() && rowEnds[row] > p->clip.recordIn)
-                    ++row;
-                if (row == rowEnds.size()) {
-                    rowEnds << p->clip.recordOut;
+                while (!busy.empty() && busy.top().first <= p->clip.recordIn) {
+                    free.insert(busy.top().second);
+                    busy.pop();
+                }
+                qsizetype row = rows.size();
+                if (!free.empty()) {
+                    row = *free.begin();
+                    free.erase(free.begin());
+                } else {
                     rows << QList<ReadClip>{};
                 }
-                rowEnds[row] = p->clip.recordOut;
+                busy.push({p->clip.recordOut, row});
                 rows[row] << p->clip;
             }
             for (QList<ReadClip>& row : rows) {

@@ -10,6 +10,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
 #include <cctype>
 
 namespace ondrel::interchange {
@@ -173,14 +174,29 @@ int relinkByFileName(ReadTimeline& timeline, const QStringList& files) {
     QHash<QString, QStringList> byName;
     QHash<QString, QStringList> byLowerName;
     QHash<QString, QStringList> byLowerBase;
+    // Sorted names without extension, for the files a reel starts.
+    QList<std::pair<QString, QString>> bases;
     for (const QString& f : files) {
         const QString name = fileNameOf(f);
+        const QString base = withoutExtension(name).toLower();
         byName[name] << f;
         byLowerName[name.toLower()] << f;
-        byLowerBase[withoutExtension(name).toLower()] << f;
+        byLowerBase[base] << f;
+        bases.push_back({base, f});
     }
+    std::sort(bases.begin(), bases.end());
     auto only = [](const QStringList& candidates) {
         return candidates.size() == 1 ? candidates.front() : QString();
+    };
+    auto onlyStartingWith = [&](const QString& prefix) {
+        auto it = std::lower_bound(bases.cbegin(), bases.cend(), std::pair{prefix, QString()});
+        QString found;
+        for (; it != bases.cend() && it->first.startsWith(prefix); ++it) {
+            if (!found.isEmpty())
+                return QString(); // two files: no answer
+            found = it->second;
+        }
+        return found;
     };
     int relinked = 0;
     for (ReadMedia& m : timeline.media) {
@@ -193,14 +209,8 @@ int relinkByFileName(ReadTimeline& timeline, const QStringList& files) {
             // Named without a file, or a file without its extension (Avid's source files): by the
             // name without an extension, or the start of it for a reel cut to eight characters.
             file = only(byLowerBase.value(m.name.toLower()));
-            if (file.isEmpty() && m.name == m.reel) {
-                QStringList starting;
-                const QString reel = m.reel.toLower();
-                for (auto it = byLowerBase.constBegin(); it != byLowerBase.constEnd(); ++it)
-                    if (it.key().startsWith(reel))
-                        starting << it.value();
-                file = only(starting);
-            }
+            if (file.isEmpty() && m.name == m.reel)
+                file = onlyStartingWith(m.reel.toLower());
         }
         if (file.isEmpty())
             continue;

@@ -72,6 +72,32 @@ QByteArray compoundsOfCompounds(int levels, int count) {
                         QStringLiteral("<ref-clip ref=\"c0\" offset=\"0s\" duration=\"%1s\"/>").arg(total));
 }
 
+// Sequence s0 nests `count` items of s1, s1 of s2, and so on, each described once and named by id
+// after; the last holds items whose file is never described, so no clip stops the work sooner.
+QByteArray sequencesOfSequences(int levels, int count) {
+    QString sequences;
+    for (int level = 0; level <= levels; ++level) {
+        qint64 length = 1;
+        for (int l = level + 1; l <= levels; ++l)
+            length *= count;
+        QString items;
+        for (int i = 0; i < count; ++i)
+            items +=
+                QStringLiteral("<clipitem><start>%1</start><end>%2</end><in>0</in><out>%3</out>%4</clipitem>")
+                    .arg(i * length)
+                    .arg((i + 1) * length)
+                    .arg(length)
+                    .arg(level < levels ? QStringLiteral("<sequence id=\"s%1\"/>").arg(level + 1)
+                                        : QStringLiteral("<file id=\"never\"/>"));
+        sequences +=
+            QStringLiteral("<sequence id=\"s%1\"><rate><timebase>25</timebase></rate><media><video><track>%2"
+                           "</track></video></media></sequence>")
+                .arg(level)
+                .arg(items);
+    }
+    return ("<xmeml version=\"4\">" + sequences + "</xmeml>").toUtf8();
+}
+
 QByteArray nested(const QByteArray& open, const QByteArray& close, int depth, const QByteArray& inside = {}) {
     return open.repeated(depth) + inside + close.repeated(depth);
 }
@@ -195,6 +221,8 @@ TEST(ReaderInputs, AFileThatCannotBeReadGivesOneMessageNamingIt) {
          "“cut.fcpxml” holds a compound clip inside itself (“again”, line 3)."},
         {"compounds multiplying", "cut.fcpxml", compoundsOfCompounds(9, 10),
          "“cut.fcpxml” nests compound clips so often that its clips cannot all be read."},
+        {"sequences multiplying", "cut.xml", sequencesOfSequences(8, 10),
+         "“cut.xml” nests sequences so often that its clips cannot all be read."},
         {"too many clips", "cut.edl", edlEvents(kMaxTimelineClips + 1),
          "“cut.edl” holds more than 100000 clips, more than Ondrel Manager reads from one timeline."},
     };
@@ -206,6 +234,41 @@ TEST(ReaderInputs, AFileThatCannotBeReadGivesOneMessageNamingIt) {
             EXPECT_TRUE(reading.error.startsWith(c.message.chopped(1))) << reading.error.toStdString();
         else
             EXPECT_EQ(reading.error, c.message) << reading.error.toStdString();
+    }
+}
+
+TEST(ReaderInputs, EdlsReadAlikeWhateverTheirLineEndsMarksAndSpacing) {
+    const QByteArray event = "002  A001C003 V     C        10:00:01:00 10:00:03:00 01:00:00:00 01:00:02:00";
+    struct Case {
+        const char* what;
+        QByteArray bytes;
+    };
+    const Case cases[] = {
+        {"line feeds", "TITLE: Cut\nFCM: NON-DROP FRAME\n" + event + "\n"},
+        {"Windows line ends", "TITLE: Cut\r\nFCM: NON-DROP FRAME\r\n" + event + "\r\n"},
+        {"old Mac line ends", "TITLE: Cut\rFCM: NON-DROP FRAME\r" + event + "\r"},
+        {"a byte order mark", "\xEF\xBB\xBFTITLE: Cut\n" + event},
+        {"tabs", "title: Cut\n002\tA001C003\tV\tC\t10:00:01:00\t10:00:03:00\t01:00:00:00\t01:00:02:00\n"},
+        {"a wipe and its length",
+         "TITLE: Cut\n002  A001C003 V     W001 020 10:00:01:00 10:00:03:00 01:00:00:00 01:00:02:00"},
+        {"a spaced key",
+         "TITLE: Cut\n002  A001C003 V     K B  030 10:00:01:00 10:00:03:00 01:00:00:00 01:00:02:00"},
+        {"no channel field",
+         "TITLE: Cut\n002  A001C003 C        10:00:01:00 10:00:03:00 01:00:00:00 01:00:02:00"},
+    };
+    ReadOptions options;
+    options.edlRate = FrameRate{25, 1};
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        const TimelineReading reading = readTimelineBytes(c.bytes, "/in/cut.edl", options);
+        ASSERT_TRUE(reading.timeline) << reading.error.toStdString();
+        const ReadTimeline& t = *reading.timeline;
+        EXPECT_EQ(t.name, "Cut");
+        ASSERT_EQ(t.clips.size(), 1);
+        EXPECT_EQ(t.clips[0].track, "V1");
+        EXPECT_EQ(t.clips[0].sourceIn, Rational::of(36001));
+        EXPECT_EQ(t.clips[0].recordOut, Rational::of(2));
+        EXPECT_EQ(t.media[0].name, "A001C003");
     }
 }
 

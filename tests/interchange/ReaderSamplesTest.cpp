@@ -206,6 +206,41 @@ TEST(ReaderSamples, PremiereXmlWithTransitionsDisabledItemsAndMarkers) {
                  {}});
 }
 
+TEST(ReaderSamples, PremiereNestedSequenceDescribedOnceAndNamedByIdAfter) {
+    const QByteArray xml = R"(<?xml version="1.0" encoding="UTF-8"?>
+<!DOCTYPE xmeml>
+<xmeml version="4"><sequence id="sequence-1"><name>Main</name><rate><timebase>25</timebase><ntsc>FALSE</ntsc></rate>
+<media><video><track>
+  <clipitem id="clipitem-1"><name>Nest</name><start>0</start><end>50</end><in>25</in><out>75</out>
+    <sequence id="sequence-2"><name>Nest</name><rate><timebase>25</timebase><ntsc>FALSE</ntsc></rate>
+      <media><video><track>
+        <clipitem id="clipitem-2"><name>inner a</name><start>0</start><end>50</end><in>0</in><out>50</out>
+          <file id="file-1"><name>a.mov</name><pathurl>file://localhost/m/a.mov</pathurl>
+            <rate><timebase>25</timebase></rate><media><video/></media></file></clipitem>
+        <clipitem id="clipitem-3"><name>inner b</name><start>50</start><end>100</end><in>100</in><out>150</out>
+          <file id="file-2"><name>b.mov</name><pathurl>file://localhost/m/b.mov</pathurl>
+            <rate><timebase>25</timebase></rate><media><video/></media></file></clipitem>
+      </track></video></media></sequence>
+  </clipitem>
+  <clipitem id="clipitem-4"><name>Nest again</name><start>50</start><end>75</end><in>0</in><out>25</out>
+    <sequence id="sequence-2"/></clipitem>
+</track></video></media></sequence></xmeml>
+)";
+    const TimelineReading reading = readTimelineBytes(xml, "/cuts/nested.xml");
+    ASSERT_TRUE(reading.timeline) << reading.error.toStdString();
+    const auto f = framesOf({25, 1});
+    QList<std::tuple<QString, QString, Rational, Rational, Rational>> clips;
+    for (const ReadClip& c : reading.timeline->clips)
+        clips.push_back({c.name, reading.timeline->media[c.media].path, c.sourceIn, c.recordIn, c.recordOut});
+    // The nest shows its frames 25 to 75 first, then 0 to 25 again.
+    const QList<std::tuple<QString, QString, Rational, Rational, Rational>> expected{
+        {"inner a", "/m/a.mov", f(25), f(0), f(25)},
+        {"inner b", "/m/b.mov", f(100), f(25), f(50)},
+        {"inner a", "/m/a.mov", f(0), f(50), f(75)},
+    };
+    EXPECT_EQ(clips, expected);
+}
+
 TEST(ReaderSamples, ResolveOtioWithGapsTransitionNestedStackAndMissingReference) {
     const FrameRate rate{24, 1};
     const auto f = framesOf(rate);
