@@ -361,15 +361,13 @@ TimelineReading readEdl(const QByteArray& bytes, const QString& path, const Read
                                 .arg(badTimecode.left(20), t.rate.label())
                                 .arg(badLine)));
     if (speedChanges + lengthMismatch > 0)
-        t.warnings << aboutFile(path,
-                                QStringLiteral("changes the speed of %1; they were read at normal speed from "
-                                               "their source in.")
-                                    .arg(counted(std::max(speedChanges, lengthMismatch), "event", "events")));
+        t.warnings << aboutFile(
+            path, QStringLiteral("changes the speed of %1, read at normal speed from the source "
+                                 "in.")
+                      .arg(counted(std::max(speedChanges, lengthMismatch), "event", "events")));
     if (splitEdits > 0)
-        t.warnings << aboutFile(path,
-                                QStringLiteral("splits the sound of %1 from the picture; they were read as "
-                                               "cuts.")
-                                    .arg(counted(splitEdits, "event", "events")));
+        t.warnings << aboutFile(path, QStringLiteral("splits the sound of %1 from the picture, read as cuts.")
+                                          .arg(counted(splitEdits, "event", "events")));
     t.media = table.media;
     for (const PlacedClip& p : std::as_const(placed))
         t.clips << p.clip;

@@ -325,13 +325,12 @@ TimelineReading Fcp7Reading::run() {
         return failure(m_problem);
     if (m_undescribed > 0)
         t.warnings << aboutFile(m_path,
-                                QStringLiteral("has %1 whose file is named by an id it never describes; they "
-                                               "were left out.")
+                                QStringLiteral("has %1 whose file is named by an id it never describes, left "
+                                               "out.")
                                     .arg(counted(m_undescribed, "clip item", "clip items")));
     if (m_untimed > 0)
         t.warnings << aboutFile(m_path,
-                                QStringLiteral("has %1 without a readable start, end, in and out; they were "
-                                               "left out.")
+                                QStringLiteral("has %1 without a readable start, end, in and out, left out.")
                                     .arg(counted(m_untimed, "clip item", "clip items")));
     t.media = m_media.media;
     for (const PlacedClip& p : std::as_const(m_clips))

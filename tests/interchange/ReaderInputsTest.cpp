@@ -304,6 +304,15 @@ TEST(ReaderInputs, ABundleIsReadThroughItsInfoAndNamedAsTheEditorChoseIt) {
     EXPECT_TRUE(t.media[1].found);
     EXPECT_FALSE(t.media[2].found);
     EXPECT_EQ(missingMediaMessage(t), "“Cut.fcpxmld” uses a media file that was not found: a.mov.");
+    // "Locate folder…": the editor points at where the file went.
+    ASSERT_TRUE(root.mkpath("moved/deeper"));
+    QFile moved(root.filePath("moved/deeper/a.mov"));
+    ASSERT_TRUE(moved.open(QIODevice::WriteOnly));
+    moved.close();
+    ReadTimeline relinked = t;
+    EXPECT_EQ(relinkByFileName(relinked, filesUnder(root.filePath("moved"))), 1);
+    EXPECT_EQ(relinked.media[2].path, root.filePath("moved/deeper/a.mov"));
+    EXPECT_TRUE(missingMediaMessage(relinked).isEmpty());
 
     ASSERT_TRUE(root.mkpath("Plain folder"));
     EXPECT_EQ(readTimelineFile(root.filePath("Plain folder")).error,
