@@ -157,6 +157,49 @@ TEST(ReaderSamples, FinalCutProClipsSyncClipsStorylinesAndRetiming) {
           "archive 1974.mov (23.976 fps)"}});
 }
 
+TEST(ReaderSamples, OlderAndNewerFcpxmlVersionsReadAsFarAsTheyGo) {
+    struct Case {
+        QString version;
+        QString asset;
+        QString warning;
+    };
+    const Case cases[] = {
+        // Before 1.9 the URL was the asset's own `src`.
+        {"1.8",
+         "<asset id=\"a\" name=\"a\" src=\"file:///m/old%20cam.mov\" start=\"0s\" hasVideo=\"1\" "
+         "format=\"r1\"/>",
+         ""},
+        {"1.13",
+         "<asset id=\"a\" name=\"a\" start=\"0s\" hasVideo=\"1\" format=\"r1\"><media-rep "
+         "kind=\"original-media\" src=\"file:///m/old%20cam.mov\"/></asset>",
+         ""},
+        {"1.14",
+         "<asset id=\"a\" name=\"a\" start=\"0s\" hasVideo=\"1\" format=\"r1\"><media-rep "
+         "kind=\"original-media\" src=\"file:///m/old%20cam.mov\"/></asset>",
+         "is FCPXML 1.14, newer than the 1.13 Ondrel Manager knows; it was read as 1.13."},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.version.toStdString());
+        const QByteArray bytes =
+            QStringLiteral("<fcpxml version=\"%1\"><resources><format id=\"r1\" "
+                           "name=\"FFVideoFormat1080i50\"/>%2</resources><library><event>"
+                           "<project name=\"p\"><sequence format=\"r1\"><spine><asset-clip "
+                           "ref=\"a\" offset=\"0s\" duration=\"2s\"/></spine></sequence>"
+                           "</project></event></library></fcpxml>")
+                .arg(c.version, c.asset)
+                .toUtf8();
+        const TimelineReading reading = readTimelineBytes(bytes, "/cuts/cut.fcpxml");
+        ASSERT_TRUE(reading.timeline) << reading.error.toStdString();
+        const ReadTimeline& t = *reading.timeline;
+        EXPECT_EQ(t.formatName, "FCPXML " + c.version);
+        // 1080i50 names fields: 25 frames a second.
+        EXPECT_EQ(t.rate, (FrameRate{25, 1}));
+        ASSERT_EQ(t.media.size(), 1);
+        EXPECT_EQ(t.media[0].path, "/m/old cam.mov");
+        EXPECT_EQ(t.warnings.join(""), c.warning.isEmpty() ? QString() : "“cut.fcpxml” " + c.warning);
+    }
+}
+
 TEST(ReaderSamples, ResolveBundleWithMulticamAtDropFrame) {
     const FrameRate rate{30000, 1001};
     const auto f = framesOf(rate);
