@@ -1,10 +1,12 @@
 #include "app/PipelineWiring.h"
+#include "app/ReadTimelineCommand.h"
 #include "service/Constants.h"
 #include "ui/AppServices.h"
 #include "ui/DesktopUrlOpener.h"
 #include "ui/SingleInstance.h"
 #include "ui/UiPaths.h"
 
+#include <QCoreApplication>
 #include <QGuiApplication>
 #include <QQmlApplicationEngine>
 #include <QQuickStyle>
@@ -44,6 +46,17 @@ int main(int argc, char* argv[]) {
     bool handOver = true;
     bool askOnly = false;
     for (int i = 1; i < argc; ++i) {
+        // A reading for support and scripts: before the hand-off, so a running window does not
+        // take it, and before any GUI object, so it needs no display.
+        if (std::strcmp(argv[i], "--read-timeline") == 0) {
+            QCoreApplication app(argc, argv);
+            if (i + 1 >= argc) {
+                std::fputs("--read-timeline needs the timeline file to read.\n", stderr);
+                return 1;
+            }
+            return ondrel::readTimelineCommand(QString::fromLocal8Bit(argv[i + 1]),
+                                               ondrel::ToolPaths::platformDefault(), stdout, stderr);
+        }
         if (std::strcmp(argv[i], "--version") == 0) {
             std::printf("%s\n", qPrintable(ondrel::Constants::versionLine()));
             return 0;

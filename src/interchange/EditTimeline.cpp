@@ -207,6 +207,10 @@ EditTimeline buildTimeline(const QString& name, const QList<StorySegment>& story
     return t;
 }
 
+Rational mediaStartOf(const SourceMedia& source, FrameRate timelineRate) {
+    return mediaFileFor(source, timelineRate).start;
+}
+
 QStringList filesOffTimelineRate(const EditTimeline& timeline) {
     QStringList paths;
     for (const MediaFile& m : timeline.media) {

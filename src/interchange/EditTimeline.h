@@ -111,6 +111,11 @@ struct EditTimeline {
 EditTimeline buildTimeline(const QString& name, const QList<StorySegment>& story,
                            const QList<SourceMedia>& sources);
 
+// The file's first sample on its own timecode, in seconds, as the timeline takes it: its timecode at
+// its picture's rate (the timeline's for a sound file), else its Broadcast Wave time reference,
+// else 0. A read timeline that does not say where its media start (an EDL) learns it here.
+Rational mediaStartOf(const SourceMedia& source, FrameRate timelineRate);
+
 // Paths of the files the timeline uses whose picture rate is not the timeline's: their frames
 // fall between the timeline's, which the screen should say.
 QStringList filesOffTimelineRate(const EditTimeline& timeline);
