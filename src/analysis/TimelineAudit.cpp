@@ -100,20 +100,27 @@ QCoro::Task<void> auditTimeline(LocalPipeline& pipeline, QString timeline) {
             "No cached transcripts found. Run Full Mine or Story Mine first to generate transcripts."));
         co_return;
     }
+    co_await auditTranscript(pipeline, clips->size(), mapTimelineClipsToTranscript(*clips, *mediaPaths),
+                             *transcript);
+}
+
+// The audit's second half, whatever the cut came from: the used ranges against the transcript, the
+// question to the model and the report.
+QCoro::Task<void> auditTranscript(LocalPipeline& pipeline, qsizetype clipCount, QList<UsedSegment> used,
+                                  TranscriptResult transcript) {
     pipeline.log(QStringLiteral("✓ Loaded transcript — %1 segments · %2 words")
-                     .arg(transcript->segments.size())
-                     .arg(countWords(*transcript)),
+                     .arg(transcript.segments.size())
+                     .arg(countWords(transcript)),
                  QStringLiteral("green"));
     pipeline.setProgress(0.4);
 
     pipeline.log(QStringLiteral("Mapping used clips to transcript..."));
-    const QList<UsedSegment> used = mapTimelineClipsToTranscript(*clips, *mediaPaths);
 
     AuditFigures figures;
-    figures.clipCount = clips->size();
+    figures.clipCount = clipCount;
     for (const UsedSegment& range : used)
         figures.usedDuration += range.endTime - range.startTime;
-    figures.totalDuration = transcript->segments.isEmpty() ? 1.0 : transcript->segments.last().end;
+    figures.totalDuration = transcript.segments.isEmpty() ? 1.0 : transcript.segments.last().end;
     // Clips listed once per track count each time, so this can pass 100.
     figures.coverage = figures.usedDuration / figures.totalDuration * 100.0;
     pipeline.log(QStringLiteral("  Used: ") + formatFixed(figures.usedDuration, 1) + QStringLiteral("s / ") +
@@ -122,7 +129,7 @@ QCoro::Task<void> auditTimeline(LocalPipeline& pipeline, QString timeline) {
                  QStringLiteral("dim"));
     pipeline.setProgress(0.5);
 
-    const QString marked = markedTranscript(transcript->segments, used);
+    const QString marked = markedTranscript(transcript.segments, used);
     pipeline.log(QStringLiteral("⛏ Claude analyzing for buried gold..."), accent);
     pipeline.setProgress(0.6);
     if (pipeline.isCancelled())

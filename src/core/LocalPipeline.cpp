@@ -1,9 +1,12 @@
 #include "LocalPipeline.h"
 
 #include "Files.h"
+#include "MediaClock.h"
 
 #include <QFileInfo>
 #include <QThread>
+
+#include <algorithm>
 
 namespace ondrel {
 
@@ -57,6 +60,11 @@ StepOperations StepOperations::absent() {
     s.saveForEditors = [](LocalPipeline&, QString, QList<StorySegment>,
                           HandOffFiles) -> QCoro::Task<HandOffOutcome> {
         co_return HandOffOutcome{QStringLiteral("no writer for the hand-off files"), {}, {}, {}};
+    };
+    s.auditTranscript = [](LocalPipeline& p, qsizetype, QList<UsedSegment>,
+                           TranscriptResult) -> QCoro::Task<void> {
+        p.fail(QStringLiteral("Claude analysis failed"));
+        co_return;
     };
     s.auditTimeline = [](LocalPipeline& p, QString) -> QCoro::Task<void> {
         p.fail(QStringLiteral("Could not read timeline clips from Resolve"));
@@ -294,8 +302,8 @@ bool LocalPipeline::hasWords(const TranscriptResult& transcript) {
 QCoro::Task<> LocalPipeline::run(QString timeline, MiningMode mode, double targetMinutes, QString language,
                                  StyleSliders sliders, std::optional<QString> presetId, QString referenceURL,
                                  bool isMagicMode) {
-    co_await runSource(MineSource::resolveTimeline(timeline), mode, targetMinutes, language, sliders, presetId,
-                       referenceURL, isMagicMode);
+    co_await runSource(MineSource::resolveTimeline(timeline), mode, targetMinutes, language, sliders,
+                       presetId, referenceURL, isMagicMode);
 }
 
 QStringList LocalPipeline::readSourceFiles(const QStringList& paths) {
@@ -312,9 +320,82 @@ QStringList LocalPipeline::readSourceFiles(const QStringList& paths) {
     return readable;
 }
 
-QCoro::Task<> LocalPipeline::runSource(MineSource source, MiningMode mode, double targetMinutes, QString language,
-                                       StyleSliders sliders, std::optional<QString> presetId,
-                                       QString referenceURL, bool isMagicMode) {
+// The transcript of the files: the one cached, or extracted, cut and transcribed now. Absent
+// when the work stops here (failed, said in the log, or cancelled).
+QCoro::Task<std::optional<TranscriptResult>> LocalPipeline::transcriptFor(QStringList mediaPaths,
+                                                                          QString language) {
+    std::optional<TranscriptResult> transcript = m_steps.loadCachedTranscript(*this, mediaPaths);
+    if (transcript) {
+        log(QStringLiteral("✓ Found cached transcript — %1 segments · %2 words")
+                .arg(transcript->segments.size())
+                .arg(countWords(*transcript)),
+            QStringLiteral("green"));
+        log(QStringLiteral("  Skipping audio extraction + Whisper (saved ~$1)"), QStringLiteral("dim"));
+        setProgress(0.45);
+    } else {
+        setStep(PipelineStep::extracting);
+        setProgress(0.05);
+        log(QStringLiteral("Extracting audio from timeline..."));
+
+        const std::optional<QString> audio = co_await m_steps.extractAudio(*this, mediaPaths);
+        if (!audio) {
+            fail(QStringLiteral("Audio extraction failed"));
+            co_return std::nullopt;
+        }
+        if (isCancelled())
+            co_return std::nullopt;
+
+        const QFileInfo audioInfo(*audio);
+        const qint64 bytes = audioInfo.exists() ? audioInfo.size() : 0;
+        log(QStringLiteral("Audio extracted — ") + QString::asprintf("%.1f", double(bytes) / 1000000.0) +
+            QStringLiteral(" MB"));
+
+        setStep(PipelineStep::chunking);
+        setProgress(0.1);
+        log(QStringLiteral("Preparing audio chunks..."));
+        const QStringList chunks = co_await m_steps.chunkAudio(*this, *audio);
+        if (isCancelled())
+            co_return std::nullopt;
+        log(QStringLiteral("Split into %1 chunk%2 for Whisper")
+                .arg(chunks.size())
+                .arg(plural(chunks.size())));
+
+        setStep(PipelineStep::transcribing);
+        setProgress(0.15);
+        log(QStringLiteral("⛏ Transcribing with Whisper..."), QStringLiteral("accent"));
+        transcript = co_await m_steps.transcribe(*this, chunks, language);
+        if (!transcript) {
+            fail(QStringLiteral("Transcription failed"));
+            co_return std::nullopt;
+        }
+        if (isCancelled())
+            co_return std::nullopt;
+        log(QStringLiteral("%1 segments · %2 words")
+                .arg(transcript->segments.size())
+                .arg(countWords(*transcript)));
+        if (!hasWords(*transcript))
+            co_return std::nullopt; // kept nowhere: a cached silence would fail every later run the same way
+        DeferredWrites writes;
+        writes.collect([&] { m_steps.saveTranscriptCache(*this, *transcript, mediaPaths); });
+        co_await writes.commit();
+        if (isCancelled())
+            co_return std::nullopt;
+        setProgress(0.45);
+    }
+
+    if (!transcript) {
+        fail(QStringLiteral("No transcript available"));
+        co_return std::nullopt;
+    }
+    if (!hasWords(*transcript))
+        co_return std::nullopt;
+    co_return transcript;
+}
+
+QCoro::Task<> LocalPipeline::runSource(MineSource source, MiningMode mode, double targetMinutes,
+                                       QString language, StyleSliders sliders,
+                                       std::optional<QString> presetId, QString referenceURL,
+                                       bool isMagicMode) {
     Q_UNUSED(referenceURL); // accepted and deliberately not read
     const auto self = shared_from_this();
     const Entry entry = co_await enter();
@@ -365,70 +446,8 @@ QCoro::Task<> LocalPipeline::runSource(MineSource source, MiningMode mode, doubl
         co_return;
     setProgress(0.05);
 
-    std::optional<TranscriptResult> transcript = m_steps.loadCachedTranscript(*this, mediaPaths);
-    if (transcript) {
-        log(QStringLiteral("✓ Found cached transcript — %1 segments · %2 words")
-                .arg(transcript->segments.size())
-                .arg(countWords(*transcript)),
-            QStringLiteral("green"));
-        log(QStringLiteral("  Skipping audio extraction + Whisper (saved ~$1)"), QStringLiteral("dim"));
-        setProgress(0.45);
-    } else {
-        setStep(PipelineStep::extracting);
-        setProgress(0.05);
-        log(QStringLiteral("Extracting audio from timeline..."));
-
-        const std::optional<QString> audio = co_await m_steps.extractAudio(*this, mediaPaths);
-        if (!audio) {
-            fail(QStringLiteral("Audio extraction failed"));
-            co_return;
-        }
-        if (isCancelled())
-            co_return;
-
-        const QFileInfo audioInfo(*audio);
-        const qint64 bytes = audioInfo.exists() ? audioInfo.size() : 0;
-        log(QStringLiteral("Audio extracted — ") + QString::asprintf("%.1f", double(bytes) / 1000000.0) +
-            QStringLiteral(" MB"));
-
-        setStep(PipelineStep::chunking);
-        setProgress(0.1);
-        log(QStringLiteral("Preparing audio chunks..."));
-        const QStringList chunks = co_await m_steps.chunkAudio(*this, *audio);
-        if (isCancelled())
-            co_return;
-        log(QStringLiteral("Split into %1 chunk%2 for Whisper")
-                .arg(chunks.size())
-                .arg(plural(chunks.size())));
-
-        setStep(PipelineStep::transcribing);
-        setProgress(0.15);
-        log(QStringLiteral("⛏ Transcribing with Whisper..."), QStringLiteral("accent"));
-        transcript = co_await m_steps.transcribe(*this, chunks, language);
-        if (!transcript) {
-            fail(QStringLiteral("Transcription failed"));
-            co_return;
-        }
-        if (isCancelled())
-            co_return;
-        log(QStringLiteral("%1 segments · %2 words")
-                .arg(transcript->segments.size())
-                .arg(countWords(*transcript)));
-        if (!hasWords(*transcript))
-            co_return; // kept nowhere: a cached silence would fail every later run the same way
-        DeferredWrites writes;
-        writes.collect([&] { m_steps.saveTranscriptCache(*this, *transcript, mediaPaths); });
-        co_await writes.commit();
-        if (isCancelled())
-            co_return;
-        setProgress(0.45);
-    }
-
-    if (!transcript) {
-        fail(QStringLiteral("No transcript available"));
-        co_return;
-    }
-    if (!hasWords(*transcript))
+    const std::optional<TranscriptResult> transcript = co_await transcriptFor(mediaPaths, language);
+    if (!transcript)
         co_return;
     setStep(PipelineStep::analyzing);
     log(QStringLiteral("⛏ Claude analyzing story structure..."), QStringLiteral("accent"));
@@ -550,7 +569,8 @@ QCoro::Task<bool> LocalPipeline::finishStory(QString timeline, MiningResults ana
         co_return false;
 
     if (m_runSource) {
-        co_await saveStoryForEditors(m_lastExportDir.value_or(paths().exportDirFor(timeline)), analysis.segments);
+        co_await saveStoryForEditors(m_lastExportDir.value_or(paths().exportDirFor(timeline)),
+                                     analysis.segments);
     } else {
         log(QStringLiteral("Building timeline in Resolve..."));
         co_await m_steps.buildTimelineFromSegmentsFile(*this);
@@ -572,6 +592,76 @@ QCoro::Task<> LocalPipeline::auditTimeline(QString timeline) {
     if (!entry)
         co_return;
     co_await m_steps.auditTimeline(*this, timeline);
+}
+
+QCoro::Task<> LocalPipeline::auditCut(MineSource source, QList<CutClip> clips, QString language,
+                                      std::optional<TranscriptResult> saved) {
+    const auto self = shared_from_this();
+    const Entry entry = co_await enter();
+    if (!entry)
+        co_return;
+    reset();
+    markStarted();
+    m_runSource = source.files;
+    const QString file =
+        source.files && source.files->path ? QFileInfo(*source.files->path).fileName() : source.name;
+    log(QStringLiteral("$ ondrel audit --timeline ") + source.name, QStringLiteral("dim"));
+    setStep(PipelineStep::connecting);
+    setProgress(0.05);
+    log(QStringLiteral("📂 Reading the cut in %1...").arg(file));
+    const QStringList media = readSourceFiles(source.mediaPaths);
+    log(QStringLiteral("✓ Found %1 clips using %2 source files").arg(clips.size()).arg(media.size()),
+        QStringLiteral("green"));
+    if (media.isEmpty()) {
+        fail(QStringLiteral("Could not access source media"));
+        co_return;
+    }
+    setLastMediaPaths(media);
+    setProgress(0.15);
+    co_await m_steps.probeAllMedia(*this, media);
+    if (isCancelled())
+        co_return;
+    setProgress(0.25);
+
+    std::optional<TranscriptResult> transcript = std::move(saved);
+    if (!transcript) {
+        transcript = co_await transcriptFor(media, language);
+        if (!transcript)
+            co_return;
+        // Kept as a Full Mine keeps it: the next audit or mine of these files costs nothing again.
+        DeferredWrites writes;
+        writes.collect([&] { m_steps.saveProject(*this, source.name, *transcript, media, std::nullopt, 0); });
+        co_await writes.commit();
+        if (isCancelled())
+            co_return;
+    }
+    setStep(PipelineStep::analyzing);
+
+    // The stretches used, on the transcript's clock: the files end to end, each its container's length.
+    const QList<ClockSpan> clock = layOutClock(media, [&](const QString& path) {
+        const Json* probe = probeOutput(path);
+        if (!probe || !probe->is_object() || !probe->contains("format"))
+            return 0.0;
+        const Json& format = (*probe)["format"];
+        const auto duration = format.find("duration");
+        return duration != format.end() && duration->is_string()
+                   ? QString::fromStdString(duration->get<std::string>()).toDouble()
+                   : 0.0;
+    });
+    QList<UsedSegment> used;
+    for (const CutClip& clip : std::as_const(clips)) {
+        for (const ClockSpan& span : clock) {
+            if (span.path != clip.path)
+                continue;
+            const double length = span.end - span.start;
+            const double in = std::clamp(clip.sourceIn, 0.0, length);
+            const double out = std::clamp(clip.sourceOut, 0.0, length);
+            if (out > in)
+                used.push_back({span.start + in, span.start + out, {}});
+            break;
+        }
+    }
+    co_await m_steps.auditTranscript(*this, clips.size(), used, *transcript);
 }
 
 QCoro::Task<std::optional<QStringList>> LocalPipeline::getMediaPaths(QString timeline) {
@@ -599,7 +689,8 @@ QCoro::Task<> LocalPipeline::sendToResolve(QList<StorySegment> segments) {
 
 QCoro::Task<> LocalPipeline::saveStoryForEditors(QString folder, QList<StorySegment> story) {
     log(QStringLiteral("Saving the story for your editor..."));
-    const HandOffOutcome outcome = co_await m_steps.saveForEditors(*this, folder, story, HandOffFiles::everyEditor);
+    const HandOffOutcome outcome =
+        co_await m_steps.saveForEditors(*this, folder, story, HandOffFiles::everyEditor);
     if (isCancelled())
         co_return;
     if (!outcome.error.isEmpty()) {

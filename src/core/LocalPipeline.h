@@ -47,6 +47,14 @@ struct PipelineEnvironment {
     static PipelineEnvironment platformDefault();
 };
 
+// A clip of an editor's cut: its file and the stretch of it used, in seconds from the file's first
+// sample.
+struct CutClip {
+    QString path;
+    double sourceIn = 0;
+    double sourceOut = 0;
+};
+
 // The hand-off files for other editors: all of them (with subtitles laid on their frames), or the
 // FCPXML or the EDL alone.
 enum class HandOffFiles { everyEditor, fcpxml, edl };
@@ -91,6 +99,9 @@ struct StepOperations {
     Fn<QCoro::Task<bool>(LocalPipeline&, QString name, MiningResults, QStringList mediaPaths)>
         buildResolveTimeline;
     Fn<QCoro::Task<void>(LocalPipeline&, QString timeline)> auditTimeline;
+    Fn<QCoro::Task<void>(LocalPipeline&, qsizetype clipCount, QList<UsedSegment> used,
+                         TranscriptResult transcript)>
+        auditTranscript;
     // The story for other editors, written into the folder from the last media paths.
     Fn<QCoro::Task<HandOffOutcome>(LocalPipeline&, QString folder, QList<StorySegment> story,
                                    HandOffFiles which)>
@@ -140,6 +151,11 @@ public:
     QCoro::Task<> runFromProject(SavedProject project, double targetMinutes, StyleSliders sliders,
                                  std::optional<QString> presetId, QString referenceURL, bool isMagicMode);
     QCoro::Task<> auditTimeline(QString timeline);
+    // The audit of a cut read from an editor's timeline file: the clips' stretches laid on the
+    // transcript's clock of their files. The transcript is `saved` (the files' saved project), or
+    // the cached one, or made now as a Full Mine makes it, and then kept in a project.
+    QCoro::Task<> auditCut(MineSource source, QList<CutClip> clips, QString language,
+                           std::optional<TranscriptResult> saved);
     QCoro::Task<std::optional<QStringList>> getMediaPaths(QString timeline);
     QCoro::Task<bool> rebuildTimeline(QString name, QStringList mediaPaths);
     // The wizard's builds: the segments file as it stands, or first rewritten with an edited list.
@@ -267,6 +283,7 @@ private:
     void adjustWaiting(int delta);
 
     bool hasWords(const TranscriptResult& transcript);
+    QCoro::Task<std::optional<TranscriptResult>> transcriptFor(QStringList mediaPaths, QString language);
     // The files of a file source that can be read, with a line for each that can't.
     QStringList readSourceFiles(const QStringList& paths);
     // The end of a run from files: the story saved for other editors, said in the log and as the
