@@ -12,6 +12,19 @@ build=${BUILD_DIR:-build}
 # Spoken interview answers in two voices, made once and kept with the build.
 media=${ONDREL_DEMO_MEDIA:-$root/$build/demo-media}
 app=${ONDREL_APP:-$root/$build/src/app/ondrel-manager}
+
+# The browser's sign-in returns through the URL scheme to the single-instance socket: with another
+# Ondrel Manager on it, the sign-in would go there and this launch would only hand over and end.
+if "$app" --is-running; then
+    cat >&2 <<'TEXT'
+Ondrel Manager is already running, so the demo does not start: the browser's sign-in would reach
+the running window, not the demo's. Quit it and start the demo again, or give the demo a socket of
+its own and sign in with the token it prints:
+  ONDREL_INSTANCE_SOCKET=ondrel-demo bash scripts/run.sh --demo
+TEXT
+    exit 1
+fi
+
 python3 tools/demo/make_media.py "$media"
 
 home=$(mktemp -d -t ondrel-demo-XXXXXX)
@@ -52,5 +65,7 @@ Ondrel Manager demo — every service stands in on 127.0.0.1:$port.
   The demo's home: $home
 TEXT
 # The browser's sign-in returns through the URL scheme to the default single-instance socket, so the
-# demo keeps that socket unless one is given (ONDREL_INSTANCE_SOCKET).
-"$app" "$@"
+# demo keeps that socket unless one is given (ONDREL_INSTANCE_SOCKET). An instance started since the
+# check above would take that sign-in: the application then ends with its reason, and so do the
+# stand-ins.
+"$app" --no-hand-off "$@"

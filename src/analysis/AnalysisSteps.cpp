@@ -26,6 +26,10 @@ void installAnalysisSteps(StepOperations& steps) {
     steps.writeSegmentsJsonPublic = [](LocalPipeline& pipeline, const QList<StorySegment>& segments) {
         writeSegmentsJsonPublic(pipeline, segments);
     };
+    steps.auditTranscript = [](LocalPipeline& pipeline, qsizetype clipCount, QList<UsedSegment> used,
+                               TranscriptResult transcript) {
+        return auditTranscript(pipeline, clipCount, std::move(used), std::move(transcript));
+    };
     steps.auditTimeline = [](LocalPipeline& pipeline, QString timeline) {
         return auditTimeline(pipeline, std::move(timeline));
     };

@@ -241,6 +241,8 @@ QCoro::Task<void> auditTimeline(LocalPipeline& pipeline, QString timeline) {
         pipeline.fail(QStringLiteral("Could not access source media"));
         co_return;
     }
+    // Kept for the timeline the editor may build of the moments found.
+    pipeline.setLastMediaPaths(*mediaPaths);
     pipeline.log(QStringLiteral("✓ Found %1 total source files in media pool").arg(mediaPaths->size()),
                  QStringLiteral("green"));
     pipeline.setProgress(0.25);
@@ -254,20 +256,27 @@ QCoro::Task<void> auditTimeline(LocalPipeline& pipeline, QString timeline) {
             "No cached transcripts found. Run Full Mine or Story Mine first to generate transcripts."));
         co_return;
     }
+    co_await auditTranscript(pipeline, clips->size(), mapTimelineClipsToTranscript(*clips, *mediaPaths),
+                             *transcript);
+}
+
+// The audit's second half, whatever the cut came from: the used ranges against the transcript, the
+// question to the model and the report.
+QCoro::Task<void> auditTranscript(LocalPipeline& pipeline, qsizetype clipCount, QList<UsedSegment> used,
+                                  TranscriptResult transcript) {
     pipeline.log(QStringLiteral("✓ Loaded transcript — %1 segments · %2 words")
-                     .arg(transcript->segments.size())
-                     .arg(countWords(*transcript)),
+                     .arg(transcript.segments.size())
+                     .arg(countWords(transcript)),
                  QStringLiteral("green"));
     pipeline.setProgress(0.4);
 
     pipeline.log(QStringLiteral("Mapping used clips to transcript..."));
-    const QList<UsedSegment> used = mapTimelineClipsToTranscript(*clips, *mediaPaths);
 
     AuditFigures figures;
-    figures.clipCount = clips->size();
+    figures.clipCount = clipCount;
     for (const UsedSegment& range : used)
         figures.usedDuration += range.endTime - range.startTime;
-    figures.totalDuration = transcript->segments.isEmpty() ? 1.0 : transcript->segments.last().end;
+    figures.totalDuration = transcript.segments.isEmpty() ? 1.0 : transcript.segments.last().end;
     // Clips listed once per track count each time, so this can pass 100.
     figures.coverage = figures.usedDuration / figures.totalDuration * 100.0;
     pipeline.log(QStringLiteral("  Used: ") + formatFixed(figures.usedDuration, 1) + QStringLiteral("s / ") +
@@ -280,7 +289,7 @@ QCoro::Task<void> auditTimeline(LocalPipeline& pipeline, QString timeline) {
     pipeline.setProgress(0.6);
     // Marking and splitting a week of transcript takes longer than a frame.
     QFuture<AuditPlan> planned = onWorkerThread(
-        [segments = transcript->segments, used, figures] { return planAudit(segments, used, figures); });
+        [segments = transcript.segments, used, figures] { return planAudit(segments, used, figures); });
     AuditPlan plan = co_await planned;
     if (pipeline.isCancelled())
         co_return; // nothing is asked of the model for a cancelled audit

@@ -20,5 +20,9 @@ QCoro::Task<std::optional<AuditReport>> analyzeAudit(LocalPipeline& pipeline, QS
                                                      QList<UsedSegment> usedRanges);
 
 QCoro::Task<void> auditTimeline(LocalPipeline& pipeline, QString timeline);
+// From the transcript's loaded line on: the used ranges (on the transcript's clock) against the
+// transcript, the model's answer and the report. Any cut's audit ends this way.
+QCoro::Task<void> auditTranscript(LocalPipeline& pipeline, qsizetype clipCount, QList<UsedSegment> used,
+                                  TranscriptResult transcript);
 
 } // namespace ondrel

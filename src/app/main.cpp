@@ -1,10 +1,12 @@
 #include "app/PipelineWiring.h"
+#include "app/ReadTimelineCommand.h"
 #include "service/Constants.h"
 #include "ui/AppServices.h"
 #include "ui/DesktopUrlOpener.h"
 #include "ui/SingleInstance.h"
 #include "ui/UiPaths.h"
 
+#include <QCoreApplication>
 #include <QGuiApplication>
 #include <QQmlApplicationEngine>
 #include <QQuickStyle>
@@ -41,18 +43,64 @@ void signInFrom(const QString& url) {
 } // namespace
 
 int main(int argc, char* argv[]) {
+    bool handOver = true;
+    bool askOnly = false;
     for (int i = 1; i < argc; ++i) {
+        // A reading for support and scripts: before the hand-off, so a running window does not
+        // take it, and before any GUI object, so it needs no display.
+        if (std::strcmp(argv[i], "--read-timeline") == 0) {
+            QCoreApplication app(argc, argv);
+            if (i + 1 >= argc) {
+                std::fputs("--read-timeline needs the timeline file to read.\n", stderr);
+                return 1;
+            }
+            return ondrel::readTimelineCommand(QString::fromLocal8Bit(argv[i + 1]),
+                                               ondrel::ToolPaths::platformDefault(), stdout, stderr);
+        }
         if (std::strcmp(argv[i], "--version") == 0) {
             std::printf("%s\n", qPrintable(ondrel::Constants::versionLine()));
             return 0;
         }
+        // For a launch that must be the running one itself, such as one started beside stand-in
+        // services: a running instance would take the browser's sign-in instead.
+        if (std::strcmp(argv[i], "--no-hand-off") == 0)
+            handOver = false;
+        // Lets a script find out before it starts what this launch would need.
+        if (std::strcmp(argv[i], "--is-running") == 0)
+            askOnly = true;
     }
 
     // A second launch hands its URL (or a request to show the window) to the running one.
     const QString url = urlArgument(argc, argv);
-    const QString socket = ondrel::SingleInstance::socketName();
-    if (ondrel::SingleInstance::handOff(socket, url))
-        return 0;
+    const ondrel::InstanceSocket socket = ondrel::SingleInstance::socketPath();
+    using HandOff = ondrel::SingleInstance::HandOff;
+    if (askOnly)
+        return !socket.path.isEmpty() && ondrel::SingleInstance::isRunning(socket.path) ? 0 : 1;
+    if (!socket.path.isEmpty() && !handOver && ondrel::SingleInstance::isRunning(socket.path)) {
+        std::fputs("Ondrel Manager is already running, and --no-hand-off keeps this launch from handing "
+                   "over to it: quit it first.\n",
+                   stderr);
+        return 1;
+    }
+    if (!socket.path.isEmpty() && handOver) {
+        switch (ondrel::SingleInstance::handOff(socket.path, url)) {
+        case HandOff::handedOver:
+            // Said, so that a launch from a terminal does not seem to vanish.
+            std::fputs("Ondrel Manager is already running; handed over to it.\n", stderr);
+            return 0;
+        case HandOff::otherUser:
+            std::fprintf(stderr, "Ondrel Manager: %s belongs to another user; nothing was handed to it.\n",
+                         qPrintable(socket.path));
+            break;
+        case HandOff::noAnswer:
+            std::fputs(
+                "Ondrel Manager is running but did not answer; this launch opens a window of its own.\n",
+                stderr);
+            break;
+        case HandOff::noInstance:
+            break;
+        }
+    }
 
     QGuiApplication app(argc, argv);
     QGuiApplication::setApplicationName(QStringLiteral("OndrelManager"));
@@ -61,9 +109,15 @@ int main(int argc, char* argv[]) {
     QQuickStyle::setStyle(QStringLiteral("Basic"));
 
     ondrel::SingleInstance instance;
-    if (!instance.listen(socket))
-        qWarning().noquote() << "Another launch will open a second window: the socket" << socket
-                             << "could not be made.";
+    if (socket.path.isEmpty())
+        qWarning().noquote() << QStringLiteral("Another launch will open a second window, and the browser's "
+                                               "sign-in will not reach this one: %1.")
+                                    .arg(socket.problem);
+    else if (!instance.listen(socket.path))
+        qWarning().noquote() << QStringLiteral(
+                                    "Another launch will open a second window: the socket %1 could "
+                                    "not be made (%2).")
+                                    .arg(socket.path, instance.errorString());
     ondrel::DesktopUrlOpener opener;
     ondrel::UrlOpener::setDefault(&opener);
     ondrel::AppServices::install({.makePipeline = [] { return ondrel::makePipeline(); }});

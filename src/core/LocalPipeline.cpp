@@ -1,9 +1,12 @@
 #include "LocalPipeline.h"
 
 #include "Files.h"
+#include "MediaClock.h"
 
 #include <QFileInfo>
 #include <QThread>
+
+#include <algorithm>
 
 namespace ondrel {
 
@@ -53,6 +56,15 @@ StepOperations StepOperations::absent() {
     s.buildTimelineFromSegmentsFile = [](LocalPipeline&) -> QCoro::Task<void> { co_return; };
     s.buildResolveTimeline = [](LocalPipeline&, QString, MiningResults, QStringList) -> QCoro::Task<bool> {
         co_return false;
+    };
+    s.saveForEditors = [](LocalPipeline&, QString, QList<StorySegment>,
+                          HandOffFiles) -> QCoro::Task<HandOffOutcome> {
+        co_return HandOffOutcome{QStringLiteral("no writer for the hand-off files"), {}, {}, {}};
+    };
+    s.auditTranscript = [](LocalPipeline& p, qsizetype, QList<UsedSegment>,
+                           TranscriptResult) -> QCoro::Task<void> {
+        p.fail(QStringLiteral("Claude analysis failed"));
+        co_return;
     };
     s.auditTimeline = [](LocalPipeline& p, QString) -> QCoro::Task<void> {
         p.fail(QStringLiteral("Could not read timeline clips from Resolve"));
@@ -195,6 +207,12 @@ void LocalPipeline::setLastProject(std::optional<SavedProject> project) {
     m_lastProject = std::move(project);
 }
 
+void LocalPipeline::setLastWordTimes(QHash<qint64, QList<WordTimestamp>> words) {
+    if (isCancelled())
+        return;
+    m_lastWordTimes = std::move(words);
+}
+
 void LocalPipeline::presentStory(std::optional<MiningResults> results, std::optional<QStringList> mediaPaths,
                                  std::optional<QString> exportDir) {
     m_results = std::move(results);
@@ -253,6 +271,15 @@ void LocalPipeline::reset() {
     m_lastExportDir.reset();
     emit lastExportDirChanged();
     m_lastProject.reset();
+    m_lastWordTimes.clear();
+}
+
+QString LocalPipeline::stepCaption() const {
+    if (m_runSource && m_step == PipelineStep::connecting)
+        return QStringLiteral("Reading media files...");
+    if (m_runSource && m_step == PipelineStep::building)
+        return QStringLiteral("Saving for your editor...");
+    return stepText();
 }
 
 TranscriptResult LocalPipeline::loadProject(const SavedProject& project) {
@@ -278,41 +305,30 @@ bool LocalPipeline::hasWords(const TranscriptResult& transcript) {
 QCoro::Task<> LocalPipeline::run(QString timeline, MiningMode mode, double targetMinutes, QString language,
                                  StyleSliders sliders, std::optional<QString> presetId, QString referenceURL,
                                  bool isMagicMode) {
-    Q_UNUSED(referenceURL); // accepted and deliberately not read
-    const auto self = shared_from_this();
-    const Entry entry = co_await enter();
-    if (!entry)
-        co_return;
-    markStarted();
-    log(QStringLiteral("$ ondrel mine --mode ") + MiningModes::rawValue(mode).toLower().replace(' ', '-'),
-        QStringLiteral("dim"));
+    co_await runSource(MineSource::resolveTimeline(timeline), mode, targetMinutes, language, sliders,
+                       presetId, referenceURL, isMagicMode);
+}
 
-    setStep(PipelineStep::connecting);
-    setProgress(0.02);
-    log(QStringLiteral("Connecting to DaVinci Resolve..."));
-
-    const std::optional<QStringList> found = co_await m_steps.getTimelineMedia(*this, timeline);
-    if (!found) {
-        fail(QStringLiteral("Could not find source media for timeline '%1'").arg(timeline));
-        co_return;
+QStringList LocalPipeline::readSourceFiles(const QStringList& paths) {
+    QStringList readable;
+    for (const QString& path : paths) {
+        const QFileInfo file(path);
+        if (!file.exists())
+            log(QStringLiteral("  ✗ %1 — not found").arg(file.fileName()), QStringLiteral("accent"));
+        else if (!file.isFile() || !file.isReadable())
+            log(QStringLiteral("  ✗ %1 — can't be read").arg(file.fileName()), QStringLiteral("accent"));
+        else
+            readable << path;
     }
-    if (isCancelled())
-        co_return;
-    const QStringList mediaPaths = *found;
+    return readable;
+}
 
-    setLastMediaPaths(mediaPaths);
-    log(QStringLiteral("✓ Connected — found %1 source clip%2")
-            .arg(mediaPaths.size())
-            .arg(plural(mediaPaths.size())),
-        QStringLiteral("green"));
-    for (const QString& path : mediaPaths)
-        log(QStringLiteral("  → ") + QFileInfo(path).fileName(), QStringLiteral("dim"));
-
-    co_await m_steps.probeAllMedia(*this, mediaPaths);
-    if (isCancelled())
-        co_return;
-    setProgress(0.05);
-
+// The transcript of the files: the one cached, or extracted, cut and transcribed now. Absent
+// when the work stops here (failed, said in the log, or cancelled).
+QCoro::Task<std::optional<TranscriptResult>> LocalPipeline::transcriptFor(QStringList mediaPaths,
+                                                                          QString language, QString timeline,
+                                                                          std::optional<QString> presetId,
+                                                                          double targetMinutes) {
     std::optional<TranscriptResult> transcript = m_steps.loadCachedTranscript(*this, mediaPaths);
     if (transcript) {
         log(QStringLiteral("✓ Found cached transcript — %1 segments · %2 words")
@@ -329,10 +345,10 @@ QCoro::Task<> LocalPipeline::run(QString timeline, MiningMode mode, double targe
         const std::optional<QString> audio = co_await m_steps.extractAudio(*this, mediaPaths, language);
         if (!audio) {
             fail(QStringLiteral("Audio extraction failed"));
-            co_return;
+            co_return std::nullopt;
         }
         if (isCancelled())
-            co_return;
+            co_return std::nullopt;
 
         const QFileInfo audioInfo(*audio);
         const qint64 bytes = audioInfo.exists() ? audioInfo.size() : 0;
@@ -344,7 +360,7 @@ QCoro::Task<> LocalPipeline::run(QString timeline, MiningMode mode, double targe
         log(QStringLiteral("Preparing audio chunks..."));
         const QStringList chunks = co_await m_steps.chunkAudio(*this, *audio);
         if (isCancelled())
-            co_return;
+            co_return std::nullopt;
         log(QStringLiteral("Split into %1 chunk%2 for Whisper")
                 .arg(chunks.size())
                 .arg(plural(chunks.size())));
@@ -355,15 +371,15 @@ QCoro::Task<> LocalPipeline::run(QString timeline, MiningMode mode, double targe
         transcript = co_await m_steps.transcribe(*this, chunks, language);
         if (!transcript) {
             fail(QStringLiteral("Transcription failed"));
-            co_return;
+            co_return std::nullopt;
         }
         if (isCancelled())
-            co_return;
+            co_return std::nullopt;
         log(QStringLiteral("%1 segments · %2 words")
                 .arg(transcript->segments.size())
                 .arg(countWords(*transcript)));
         if (!hasWords(*transcript))
-            co_return; // kept nowhere: a cached silence would fail every later run the same way
+            co_return std::nullopt; // kept nowhere: a cached silence would fail every later run the same way
         // The project too, before any analysis: a transcript paid for is never paid for again,
         // whatever becomes of the story (the cache is forgotten at the next launch).
         DeferredWrites writes;
@@ -374,15 +390,76 @@ QCoro::Task<> LocalPipeline::run(QString timeline, MiningMode mode, double targe
         });
         co_await writes.commit();
         if (isCancelled())
-            co_return;
+            co_return std::nullopt;
         setProgress(0.45);
     }
 
     if (!transcript) {
         fail(QStringLiteral("No transcript available"));
-        co_return;
+        co_return std::nullopt;
     }
     if (!hasWords(*transcript))
+        co_return std::nullopt;
+    co_return transcript;
+}
+
+QCoro::Task<> LocalPipeline::runSource(MineSource source, MiningMode mode, double targetMinutes,
+                                       QString language, StyleSliders sliders,
+                                       std::optional<QString> presetId, QString referenceURL,
+                                       bool isMagicMode) {
+    Q_UNUSED(referenceURL); // accepted and deliberately not read
+    const auto self = shared_from_this();
+    const Entry entry = co_await enter();
+    if (!entry)
+        co_return;
+    const QString timeline = source.name;
+    m_runSource = source.files;
+    markStarted();
+    log(QStringLiteral("$ ondrel mine --mode ") + MiningModes::rawValue(mode).toLower().replace(' ', '-'),
+        QStringLiteral("dim"));
+
+    setStep(PipelineStep::connecting);
+    setProgress(0.02);
+    QStringList mediaPaths;
+    if (source.isResolve()) {
+        log(QStringLiteral("Connecting to DaVinci Resolve..."));
+        const std::optional<QStringList> found = co_await m_steps.getTimelineMedia(*this, timeline);
+        if (!found) {
+            fail(QStringLiteral("Could not find source media for timeline '%1'").arg(timeline));
+            co_return;
+        }
+        if (isCancelled())
+            co_return;
+        mediaPaths = *found;
+        log(QStringLiteral("✓ Connected — found %1 source clip%2")
+                .arg(mediaPaths.size())
+                .arg(plural(mediaPaths.size())),
+            QStringLiteral("green"));
+    } else {
+        const qsizetype wanted = source.mediaPaths.size();
+        log(QStringLiteral("📂 Reading %1 media file%2...").arg(wanted).arg(plural(wanted)));
+        mediaPaths = readSourceFiles(source.mediaPaths);
+        if (mediaPaths.isEmpty()) {
+            fail(QStringLiteral("Could not read the media files"));
+            co_return;
+        }
+        log(mediaPaths.size() == wanted
+                ? QStringLiteral("✓ Read %1 media file%2").arg(wanted).arg(plural(wanted))
+                : QStringLiteral("✓ Read %1 of %2 media files").arg(mediaPaths.size()).arg(wanted),
+            QStringLiteral("green"));
+    }
+    setLastMediaPaths(mediaPaths);
+    for (const QString& path : mediaPaths)
+        log(QStringLiteral("  → ") + QFileInfo(path).fileName(), QStringLiteral("dim"));
+
+    co_await m_steps.probeAllMedia(*this, mediaPaths);
+    if (isCancelled())
+        co_return;
+    setProgress(0.05);
+
+    const std::optional<TranscriptResult> transcript =
+        co_await transcriptFor(mediaPaths, language, timeline, presetId, targetMinutes);
+    if (!transcript)
         co_return;
     setStep(PipelineStep::analyzing);
     log(QStringLiteral("⛏ Claude analyzing story structure..."), QStringLiteral("accent"));
@@ -410,6 +487,7 @@ QCoro::Task<> LocalPipeline::runFromProject(SavedProject project, double targetM
     if (!entry)
         co_return;
     markStarted();
+    m_runSource = project.source;
     const TranscriptResult transcript = loadProject(project);
     setLastMediaPaths(project.mediaPaths);
     log(QStringLiteral("$ ondrel mine --reload ") + project.timeline, QStringLiteral("dim"));
@@ -483,7 +561,13 @@ QCoro::Task<bool> LocalPipeline::finishStory(QString timeline, MiningResults ana
     project.results = analysis;
     project.presetId = presetId;
     project.targetMinutes = targetMinutes;
+    project.source = m_runSource;
     setLastProject(std::move(project));
+    QHash<qint64, QList<WordTimestamp>> wordTimes;
+    for (const WordSegment& w : words)
+        if (w.segmentIndex >= 0 && w.segmentIndex < analysis.segments.size())
+            wordTimes.insert(analysis.segments[w.segmentIndex].id(), w.words);
+    setLastWordTimes(std::move(wordTimes));
     // The files are written before the build, which reads segments.json.
     DeferredWrites writes;
     writes.collect([&] {
@@ -496,8 +580,13 @@ QCoro::Task<bool> LocalPipeline::finishStory(QString timeline, MiningResults ana
     if (isCancelled())
         co_return false;
 
-    log(QStringLiteral("Building timeline in Resolve..."));
-    co_await m_steps.buildTimelineFromSegmentsFile(*this);
+    if (m_runSource) {
+        co_await saveStoryForEditors(m_lastExportDir.value_or(paths().exportDirFor(timeline)),
+                                     analysis.segments);
+    } else {
+        log(QStringLiteral("Building timeline in Resolve..."));
+        co_await m_steps.buildTimelineFromSegmentsFile(*this);
+    }
     if (isCancelled())
         co_return false;
 
@@ -515,6 +604,71 @@ QCoro::Task<> LocalPipeline::auditTimeline(QString timeline) {
     if (!entry)
         co_return;
     co_await m_steps.auditTimeline(*this, timeline);
+}
+
+QCoro::Task<> LocalPipeline::auditCut(MineSource source, QList<CutClip> clips, QString language,
+                                      std::optional<TranscriptResult> saved) {
+    const auto self = shared_from_this();
+    const Entry entry = co_await enter();
+    if (!entry)
+        co_return;
+    reset();
+    markStarted();
+    m_runSource = source.files;
+    const QString file =
+        source.files && source.files->path ? QFileInfo(*source.files->path).fileName() : source.name;
+    log(QStringLiteral("$ ondrel audit --timeline ") + source.name, QStringLiteral("dim"));
+    setStep(PipelineStep::connecting);
+    setProgress(0.05);
+    log(QStringLiteral("📂 Reading the cut in %1...").arg(file));
+    const QStringList media = readSourceFiles(source.mediaPaths);
+    log(QStringLiteral("✓ Found %1 clips using %2 source files").arg(clips.size()).arg(media.size()),
+        QStringLiteral("green"));
+    if (media.isEmpty()) {
+        fail(QStringLiteral("Could not access source media"));
+        co_return;
+    }
+    setLastMediaPaths(media);
+    setProgress(0.15);
+    co_await m_steps.probeAllMedia(*this, media);
+    if (isCancelled())
+        co_return;
+    setProgress(0.25);
+
+    std::optional<TranscriptResult> transcript = std::move(saved);
+    if (!transcript) {
+        // Kept as a Full Mine keeps it: the next audit or mine of these files costs nothing again.
+        transcript = co_await transcriptFor(media, language, source.name, std::nullopt, 0);
+        if (!transcript)
+            co_return;
+    }
+    setStep(PipelineStep::analyzing);
+
+    // The stretches used, on the transcript's clock: the files end to end, each its container's length.
+    const QList<ClockSpan> clock = layOutClock(media, [&](const QString& path) {
+        const Json* probe = probeOutput(path);
+        if (!probe || !probe->is_object() || !probe->contains("format"))
+            return 0.0;
+        const Json& format = (*probe)["format"];
+        const auto duration = format.find("duration");
+        return duration != format.end() && duration->is_string()
+                   ? QString::fromStdString(duration->get<std::string>()).toDouble()
+                   : 0.0;
+    });
+    QList<UsedSegment> used;
+    for (const CutClip& clip : std::as_const(clips)) {
+        for (const ClockSpan& span : clock) {
+            if (span.path != clip.path)
+                continue;
+            const double length = span.end - span.start;
+            const double in = std::clamp(clip.sourceIn, 0.0, length);
+            const double out = std::clamp(clip.sourceOut, 0.0, length);
+            if (out > in)
+                used.push_back({span.start + in, span.start + out, {}});
+            break;
+        }
+    }
+    co_await m_steps.auditTranscript(*this, clips.size(), used, *transcript);
 }
 
 QCoro::Task<std::optional<QStringList>> LocalPipeline::getMediaPaths(QString timeline) {
@@ -537,6 +691,51 @@ QCoro::Task<> LocalPipeline::sendToResolve(QList<StorySegment> segments) {
     if (!entry)
         co_return;
     m_steps.writeSegmentsJsonPublic(*this, segments);
+    co_await m_steps.buildTimelineFromSegmentsFile(*this);
+}
+
+QCoro::Task<> LocalPipeline::saveStoryForEditors(QString folder, QList<StorySegment> story) {
+    log(QStringLiteral("Saving the story for your editor..."));
+    const HandOffOutcome outcome =
+        co_await m_steps.saveForEditors(*this, folder, story, HandOffFiles::everyEditor);
+    if (isCancelled())
+        co_return;
+    if (!outcome.error.isEmpty()) {
+        setBuildResult(QStringLiteral("✗ Could not save the story for your editor — ") + outcome.error);
+        log(*m_buildResult, QStringLiteral("accent"));
+        co_return;
+    }
+    QStringList names{outcome.written.value(0)};
+    for (qsizetype i = 1; i < outcome.written.size(); ++i)
+        names << outcome.written[i].mid(outcome.written[i].lastIndexOf(u'.'));
+    setBuildResult(QStringLiteral("✓ Story saved for your editor: ") + names.join(QStringLiteral(", ")));
+    log(*m_buildResult, QStringLiteral("green"));
+}
+
+QCoro::Task<> LocalPipeline::saveForEditors(QList<StorySegment> story) {
+    const auto self = shared_from_this();
+    const Entry entry = co_await enter();
+    if (!entry || !m_lastExportDir)
+        co_return;
+    co_await saveStoryForEditors(*m_lastExportDir, story);
+}
+
+QCoro::Task<> LocalPipeline::buildMoments(QList<StorySegment> moments) {
+    const auto self = shared_from_this();
+    const Entry entry = co_await enter();
+    if (!entry)
+        co_return;
+    // The build lays its clips out from the probe cache, which may hold another mine's files.
+    const QStringList media = m_lastMediaPaths.value_or(QStringList());
+    co_await m_steps.probeAllMedia(*this, media);
+    if (isCancelled())
+        co_return;
+    MiningResults story;
+    story.segments = std::move(moments);
+    story = co_await m_steps.assignSourceClips(*this, story, media);
+    if (isCancelled())
+        co_return;
+    m_steps.writeSegmentsJsonPublic(*this, story.segments);
     co_await m_steps.buildTimelineFromSegmentsFile(*this);
 }
 

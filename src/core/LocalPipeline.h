@@ -50,6 +50,24 @@ struct PipelineEnvironment {
     static PipelineEnvironment platformDefault();
 };
 
+// A clip of an editor's cut: its file and the stretch of it used, in seconds from the file's first
+// sample.
+struct CutClip {
+    QString path;
+    double sourceIn = 0;
+    double sourceOut = 0;
+};
+
+// The hand-off files for other editors: all of them (with subtitles laid on their frames), or the
+// FCPXML or the EDL alone.
+enum class HandOffFiles { everyEditor, fcpxml, edl };
+struct HandOffOutcome {
+    QString error;                // empty when every file was written
+    QStringList written;          // "story_edit.fcpxml", … (the 1.10 variant and the SRT not named)
+    QList<qint64> skippedMoments; // StorySegment::index of moments no file plays at
+    QStringList offRatePaths;     // files whose picture rate is not the timeline's
+};
+
 // The step operations. Every one takes the pipeline as its first argument and must copy what it
 // keeps: a wrapper that returns a task should call a coroutine whose parameters are values.
 struct StepOperations {
@@ -89,6 +107,13 @@ struct StepOperations {
     Fn<QCoro::Task<bool>(LocalPipeline&, QString name, MiningResults, QStringList mediaPaths)>
         buildResolveTimeline;
     Fn<QCoro::Task<void>(LocalPipeline&, QString timeline)> auditTimeline;
+    Fn<QCoro::Task<void>(LocalPipeline&, qsizetype clipCount, QList<UsedSegment> used,
+                         TranscriptResult transcript)>
+        auditTranscript;
+    // The story for other editors, written into the folder from the last media paths.
+    Fn<QCoro::Task<HandOffOutcome>(LocalPipeline&, QString folder, QList<StorySegment> story,
+                                   HandOffFiles which)>
+        saveForEditors;
 
     // Steps nobody installed yet: absent, empty or false outcomes.
     static StepOperations absent();
@@ -97,6 +122,8 @@ struct StepOperations {
 class LocalPipeline : public QObject, public std::enable_shared_from_this<LocalPipeline> {
     Q_OBJECT
     Q_PROPERTY(QString stepText READ stepText NOTIFY stepChanged)
+    // The step in words for the screen: a run from files neither connects to nor builds in Resolve.
+    Q_PROPERTY(QString stepCaption READ stepCaption NOTIFY stepChanged)
     Q_PROPERTY(double progress READ progress NOTIFY progressChanged)
     Q_PROPERTY(PipelineLogModel* logs READ logModel CONSTANT)
     Q_PROPERTY(bool hasResults READ hasResults NOTIFY resultsChanged)
@@ -123,14 +150,32 @@ public:
     QCoro::Task<> run(QString timeline, MiningMode mode, double targetMinutes, QString language,
                       StyleSliders sliders, std::optional<QString> presetId, QString referenceURL,
                       bool isMagicMode);
+    // A run whose media are files (chosen by hand, or named by an editor's timeline file): it reads
+    // them instead of asking Resolve, and ends by saving the story for other editors instead of a
+    // build in Resolve.
+    QCoro::Task<> runSource(MineSource source, MiningMode mode, double targetMinutes, QString language,
+                            StyleSliders sliders, std::optional<QString> presetId, QString referenceURL,
+                            bool isMagicMode);
     QCoro::Task<> runFromProject(SavedProject project, double targetMinutes, StyleSliders sliders,
                                  std::optional<QString> presetId, QString referenceURL, bool isMagicMode);
     QCoro::Task<> auditTimeline(QString timeline);
+    // The audit of a cut read from an editor's timeline file: the clips' stretches laid on the
+    // transcript's clock of their files. The transcript is `saved` (the files' saved project), or
+    // the cached one, or made now as a Full Mine makes it, and then kept in a project.
+    QCoro::Task<> auditCut(MineSource source, QList<CutClip> clips, QString language,
+                           std::optional<TranscriptResult> saved);
     QCoro::Task<std::optional<QStringList>> getMediaPaths(QString timeline);
     QCoro::Task<bool> rebuildTimeline(QString name, QStringList mediaPaths);
     // The wizard's builds: the segments file as it stands, or first rewritten with an edited list.
     QCoro::Task<> buildTimelineFromSegmentsFile();
     QCoro::Task<> sendToResolve(QList<StorySegment> segments);
+    // The edited story of a mine from files, saved for other editors in its export folder; the
+    // outcome lands in buildResult as a build's would.
+    QCoro::Task<> saveForEditors(QList<StorySegment> story);
+    // A timeline of these moments alone (the audit's buried gold), each placed in its own source
+    // clip: the last run's media are measured, the moments assigned and built; the outcome lands
+    // in buildResult.
+    QCoro::Task<> buildMoments(QList<StorySegment> moments);
 
     // Stops the work of this pipeline that is under way or waiting for its turn: what it awaits is
     // aborted (requests, ffmpeg and ffprobe children), it returns at once, and from then on it
@@ -144,6 +189,9 @@ public:
     // ---- observable state ----
     PipelineStep step() const { return m_step; }
     QString stepText() const { return PipelineSteps::rawValue(m_step); }
+    QString stepCaption() const;
+    // Where the media of the work under way (or the last) came from; absent for a Resolve timeline.
+    const std::optional<ProjectSource>& runSource() const { return m_runSource; }
     double progress() const { return m_progress; }
     const QList<PipelineLog>& logs() const { return m_logModel.lines(); }
     PipelineLogModel* logModel() { return &m_logModel; }
@@ -168,6 +216,9 @@ public:
     // The story the last run finished with and the transcript it came from, as saved in its
     // project: what a re-mine starts from.
     const std::optional<SavedProject>& lastProject() const { return m_lastProject; }
+    // The spoken words' times of the last run's moments, by the moment's id (the edited story
+    // keeps ids, not places), for subtitles laid out anew.
+    const QHash<qint64, QList<WordTimestamp>>& lastWordTimes() const { return m_lastWordTimes; }
     QDateTime startTime() const { return m_startTime; }
     // True while an entry waits for another run, audit or build of the process to end.
     bool waitingForTurn() const { return m_waitingForTurn > 0; }
@@ -197,6 +248,7 @@ public:
     void setAuditReport(std::optional<AuditReport> report);
     void setProbeResults(QMap<QString, ProbeResult> probes);
     void setLastProject(std::optional<SavedProject> project);
+    void setLastWordTimes(QHash<qint64, QList<WordTimestamp>> words);
     void markStarted();
 
     // The only writer of the visible log; colour words "dim", "muted", "green", "accent".
@@ -243,6 +295,16 @@ private:
     void adjustWaiting(int delta);
 
     bool hasWords(const TranscriptResult& transcript);
+    // A transcript made now is kept at once, with the project named `timeline`.
+    QCoro::Task<std::optional<TranscriptResult>> transcriptFor(QStringList mediaPaths, QString language,
+                                                               QString timeline,
+                                                               std::optional<QString> presetId,
+                                                               double targetMinutes);
+    // The files of a file source that can be read, with a line for each that can't.
+    QStringList readSourceFiles(const QStringList& paths);
+    // The end of a run from files: the story saved for other editors, said in the log and as the
+    // outcome the Done page shows.
+    QCoro::Task<> saveStoryForEditors(QString folder, QList<StorySegment> story);
     // The shared tail of both runs: from source-clip assignment to the end of the build.
     QCoro::Task<bool> finishStory(QString timeline, MiningResults analysis, TranscriptResult transcript,
                                   QStringList mediaPaths, QString language, std::optional<QString> presetId,
@@ -268,6 +330,8 @@ private:
     int m_runEpoch = 0;    // the epoch the last entry started in
     std::shared_ptr<StopSignal> m_stop;
     std::optional<SavedProject> m_lastProject;
+    std::optional<ProjectSource> m_runSource;
+    QHash<qint64, QList<WordTimestamp>> m_lastWordTimes;
     QDateTime m_startTime;
     int m_waitingForTurn = 0;
     QHash<QString, Json> m_probeOutputs;

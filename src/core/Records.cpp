@@ -2,6 +2,9 @@
 
 #include "Clock.h"
 
+#include <QHash>
+
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <cmath>
@@ -157,6 +160,38 @@ PipelineLog PipelineLog::make(const Clock& clock, const QString& text, const QSt
 }
 
 // ---- helpers -------------------------------------------------------------------------------
+
+MiningResults withEditedSegments(MiningResults results, const QList<StorySegment>& segments) {
+    // An act names places in the story's list: each is followed to its moment's new place.
+    QHash<qint64, qint64> placeOf;
+    double duration = 0;
+    for (qsizetype i = 0; i < segments.size(); ++i) {
+        placeOf.insert(segments[i].id(), i);
+        duration += segments[i].endTime - segments[i].startTime;
+    }
+    QList<Act> acts;
+    for (const Act& act : std::as_const(results.structure.acts)) {
+        Act kept{act.name, {}};
+        for (const qint64 place : act.segments) {
+            if (place < 0 || place >= results.segments.size())
+                continue;
+            const auto now = placeOf.constFind(results.segments[place].id());
+            if (now != placeOf.constEnd())
+                kept.segments.push_back(*now);
+        }
+        if (!kept.segments.isEmpty())
+            acts.push_back(std::move(kept));
+    }
+    results.structure.acts = std::move(acts);
+    results.subtitles.removeIf([&](const Subtitle& sub) {
+        return std::none_of(segments.begin(), segments.end(), [&](const StorySegment& s) {
+            return sub.startTime < s.endTime && s.startTime < sub.endTime;
+        });
+    });
+    results.segments = segments;
+    results.estimatedDuration = duration;
+    return results;
+}
 
 qint64 countWords(const TranscriptResult& transcript) {
     qint64 n = 0;

@@ -113,6 +113,11 @@ struct MiningResults {
     bool operator==(const MiningResults&) const = default;
 };
 
+// The story as the editor left it on the review: these moments in this order; each act points at
+// the new places of its moments still there (an act left without any goes), the subtitles are
+// those that overlap a kept moment, and the duration is the moments' sum.
+MiningResults withEditedSegments(MiningResults results, const QList<StorySegment>& segments);
+
 // ---- Audit ---------------------------------------------------------------------------------
 
 struct UsedSegment {
@@ -276,6 +281,15 @@ struct CachedTranscript {
     double createdAt = 0;
 };
 
+// Where a mine's media came from when not from a Resolve timeline: media files chosen by hand
+// ("files", `path` the folder they were picked in) or the clips of an editor's timeline file
+// ("timelineFile", `path` that file). A project without one came from Resolve.
+struct ProjectSource {
+    QString kind;
+    std::optional<QString> path;
+    bool operator==(const ProjectSource&) const = default;
+};
+
 struct SavedProject {
     QString timeline;
     double createdAt = 0;
@@ -285,8 +299,20 @@ struct SavedProject {
     std::optional<MiningResults> results;
     std::optional<QString> presetId;
     double targetMinutes = 0;
+    std::optional<ProjectSource> source;
 
     QString id() const;
+};
+
+// The source of a mine: the name it goes by (the Resolve timeline's, or the one a file source is
+// given), and for a file source where its files came from and the files themselves.
+struct MineSource {
+    QString name;
+    std::optional<ProjectSource> files; // absent: a Resolve timeline
+    QStringList mediaPaths;             // a file source's files
+
+    bool isResolve() const { return !files.has_value(); }
+    static MineSource resolveTimeline(QString timeline) { return {std::move(timeline), std::nullopt, {}}; }
 };
 
 struct WordTimestamp {
@@ -347,8 +373,9 @@ ONDREL_FIELDS(WhisperSegment, F(start), F(end), F(text))
 ONDREL_FIELDS(WhisperResponse, F(text), F(language), F(segments))
 ONDREL_FIELDS(CachedSegment, F(start), F(end), F(text))
 ONDREL_FIELDS(CachedTranscript, F(language), F(segments), F(mediaPaths), F(createdAt))
+ONDREL_FIELDS(ProjectSource, F(kind), F(path))
 ONDREL_FIELDS(SavedProject, F(timeline), F(createdAt), F(language), F(mediaPaths), F(transcript), F(results),
-              F(presetId), F(targetMinutes))
+              F(presetId), F(targetMinutes), F(source))
 ONDREL_FIELDS(StyleSliders, F(pace), F(structure), F(emotion), F(length), F(boldness), F(silence))
 
 #undef F

@@ -9,14 +9,15 @@ namespace {
 
 class DesktopOpener : public UrlOpener {
 public:
-    void openUrl(const QUrl& url) override {
+    void openUrl(const QUrl& url, std::function<void()> failed) override {
 #ifdef Q_OS_MACOS
         const QString program = QStringLiteral("/usr/bin/open");
 #else
         const QString program = QStringLiteral("xdg-open");
 #endif
         // The encoded form always begins with its scheme, so it can never read as an option.
-        QProcess::startDetached(program, {QString::fromLatin1(url.toEncoded())});
+        if (!QProcess::startDetached(program, {QString::fromLatin1(url.toEncoded())}) && failed)
+            failed();
     }
 };
 
@@ -29,9 +30,10 @@ UrlOpener* g_current = nullptr;
 
 } // namespace
 
-void UrlOpener::showInFileViewer(const QString& path) {
+void UrlOpener::showInFileViewer(const QString& path, std::function<void()> failed) {
     const QFileInfo info(path);
-    openUrl(QUrl::fromLocalFile(info.isDir() ? info.absoluteFilePath() : info.absolutePath()));
+    openUrl(QUrl::fromLocalFile(info.isDir() ? info.absoluteFilePath() : info.absolutePath()),
+            std::move(failed));
 }
 
 UrlOpener* UrlOpener::system() {

@@ -32,6 +32,67 @@ QStringList wordsOf(const QString& text) {
     return text.split(u' ', Qt::SkipEmptyParts);
 }
 
+// A card as a layout plans it: its time on the SRT's clock and its words.
+struct Card {
+    double start = 0;
+    double end = 0;
+    QStringList words;
+};
+
+// Milliseconds as the SRT prints them; absent for a time it cannot print.
+std::optional<qint64> printedMillis(double seconds) {
+    const auto whole = wholeNumber(seconds);
+    if (!whole)
+        return std::nullopt;
+    const auto millis = wholeNumber((seconds - double(*whole)) * 1000);
+    if (!millis)
+        return std::nullopt;
+    return *whole * 1000 + *millis;
+}
+
+// A card shows only when its printed end comes after its printed start. A time that cannot be
+// printed is let through, so that writing it names it.
+bool shows(double start, double end) {
+    const auto from = printedMillis(start);
+    const auto to = printedMillis(end);
+    return !from || !to || *to > *from;
+}
+
+// The layouts place some cards partly or wholly outside their moment (the leftover card of the
+// even layout after its end, spoken words past the end, before the cut or overlapping): each card
+// is kept inside the moment and after the card before it, and one left with no time there joins
+// the card before it, or the next one when it is the first, so that its words still show, in
+// order, in their own moment.
+QList<Card> fitIntoMoment(const QList<Card>& planned, double from, double to) {
+    QList<Card> kept;
+    std::optional<Card> waiting;
+    for (Card card : planned) {
+        // A time that cannot be printed fails the file as it always did, before any clamping hides it.
+        timeText(srtTime(card.start), card.start);
+        timeText(srtTime(card.end), card.end);
+        if (waiting) {
+            card.start = std::min(card.start, waiting->start);
+            card.words = waiting->words + card.words;
+            waiting.reset();
+        }
+        card.start = std::max({card.start, from, kept.isEmpty() ? from : kept.back().end});
+        card.end = std::min(card.end, to);
+        if (shows(card.start, card.end)) {
+            kept.push_back(card);
+        } else if (!kept.isEmpty()) {
+            kept.back().end = std::max(kept.back().end, card.end);
+            kept.back().words += card.words;
+        } else {
+            waiting = card;
+        }
+    }
+    // No card had time of its own: the words take the whole moment. A moment of no length has no
+    // frame to show them in.
+    if (waiting && shows(from, to))
+        kept.push_back({from, to, waiting->words});
+    return kept;
+}
+
 class SrtWriter {
 public:
     void entry(double start, double end, const QString& text) {
@@ -41,6 +102,13 @@ public:
         ++m_index;
     }
     QString text() const { return m_out; }
+
+    // Writes the cards planned for the moment that runs from `from` to `to` on the file's clock.
+    void endMoment(double from, double to) {
+        for (const Card& card : fitIntoMoment(m_planned, from, to))
+            entry(card.start, card.end, card.words.join(u' '));
+        m_planned.clear();
+    }
 
     // Cards follow the spoken words; `ratio` text words go with each spoken word, since a
     // translation need not have as many words as the speech.
@@ -55,7 +123,9 @@ public:
 
         const double segEnd = timelinePos + segDuration;
         double pos = 0;
-        double lastEnd = 0;
+        // Words the speech does not reach follow the last spoken word, or fill the moment from its
+        // start when no spoken word counts.
+        double lastEnd = timelinePos;
         if (!valid.isEmpty()) {
             const double ratio = std::max(1.0, double(count) / double(valid.size()));
             QStringList card;
@@ -76,17 +146,15 @@ public:
                 const double gap = last ? 999.0 : valid[w + 1].start - word.end;
                 if (card.size() >= 5 || (card.size() >= 3 && gap > 0.3) || last) {
                     if (!card.isEmpty())
-                        entry(cardStart, std::min(wordEnd, segEnd), card.join(u' '));
+                        plan(cardStart, std::min(wordEnd, segEnd), card);
                     card.clear();
                 }
                 lastEnd = wordEnd;
             }
         }
-        // Words the speech did not reach; with no valid word at all this is the whole text,
-        // starting at 0 of the file whatever the segment's place.
         const qsizetype done = qsizetype(pos);
         if (done < count)
-            entry(lastEnd, segEnd, transWords.mid(done).join(u' '));
+            plan(lastEnd, segEnd, transWords.mid(done));
     }
 
     void evenlyTimed(const QString& text, double timelinePos, double segDuration) {
@@ -107,13 +175,18 @@ public:
         for (qint64 w = 0; w < count; w += wordsPerCard, ++card) {
             const double start = timelinePos + double(card) * cardDuration + 0.3;
             const double end = std::min(start + cardDuration - 0.2, timelinePos + segDuration);
-            entry(start, end, words.mid(w, wordsPerCard).join(u' '));
+            plan(start, end, words.mid(w, wordsPerCard));
         }
     }
 
 private:
+    void plan(double start, double end, const QStringList& words) {
+        m_planned.push_back({start, end, words});
+    }
+
     QString m_out;
     qint64 m_index = 1;
+    QList<Card> m_planned;
 };
 
 void writeOrNote(const QString& path, const std::optional<QByteArray>& bytes, const QString& whyMissing) {
@@ -163,30 +236,40 @@ std::optional<QString> srtTime(double seconds) {
 
 namespace {
 
+QString makeSrtOfPlacedMoments(const QList<PlacedMoment>& moments) {
+    SrtWriter srt;
+    for (qsizetype i = 0; i < moments.size(); ++i) {
+        const PlacedMoment& m = moments[i];
+        const QString& text = m.segment.translation.isEmpty() ? m.segment.transcript : m.segment.translation;
+        try {
+            if (!m.words.isEmpty())
+                srt.wordTimed(text, m.words, m.start, m.duration);
+            else
+                srt.evenlyTimed(text, m.start, m.duration);
+            srt.endMoment(m.start, m.start + m.duration);
+        } catch (const Unwritable& u) {
+            throw Unwritable{QStringLiteral("segment %1: %2").arg(i + 1).arg(u.reason)};
+        }
+    }
+    return srt.text();
+}
+
+// The moments end to end from 0, each as long as it is on its source, with its word times.
 QString makeSubtitlesSrt(const MiningResults& analysis, const QList<WordSegment>& wordSegments) {
     QHash<qint64, const WordSegment*> wordsByIndex;
     for (const WordSegment& ws : wordSegments)
         if (!wordsByIndex.contains(ws.segmentIndex))
             wordsByIndex.insert(ws.segmentIndex, &ws);
-
-    SrtWriter srt;
+    QList<PlacedMoment> placed;
     double timelinePos = 0;
     for (qsizetype i = 0; i < analysis.segments.size(); ++i) {
         const StorySegment& seg = analysis.segments[i];
         const double segDuration = seg.endTime - seg.startTime;
-        const QString& text = seg.translation.isEmpty() ? seg.transcript : seg.translation;
         const WordSegment* ws = wordsByIndex.value(i, nullptr);
-        try {
-            if (ws && !ws->words.isEmpty())
-                srt.wordTimed(text, ws->words, timelinePos, segDuration);
-            else
-                srt.evenlyTimed(text, timelinePos, segDuration);
-        } catch (const Unwritable& u) {
-            throw Unwritable{QStringLiteral("segment %1: %2").arg(i + 1).arg(u.reason)};
-        }
+        placed.push_back({seg, timelinePos, segDuration, ws ? ws->words : QList<WordTimestamp>()});
         timelinePos += segDuration;
     }
-    return srt.text();
+    return makeSrtOfPlacedMoments(placed);
 }
 
 QString makeTranscriptText(const TranscriptResult& transcript) {
@@ -227,6 +310,10 @@ QString makeStoryBrief(const QString& timeline, const MiningResults& analysis, c
 std::optional<QString> subtitlesSrt(const MiningResults& analysis, const QList<WordSegment>& wordSegments,
                                     QString* error) {
     return caught([&] { return makeSubtitlesSrt(analysis, wordSegments); }, error);
+}
+
+std::optional<QString> subtitlesSrtOf(const QList<PlacedMoment>& moments, QString* error) {
+    return caught([&] { return makeSrtOfPlacedMoments(moments); }, error);
 }
 
 std::optional<QString> transcriptText(const TranscriptResult& transcript, QString* error) {

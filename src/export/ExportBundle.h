@@ -24,10 +24,22 @@ std::optional<QString> formatDuration(double seconds);  // the same form
 std::optional<QString> srtTime(double seconds);         // "hh:mm:ss,mmm", milliseconds cut, not rounded
 
 // The SRT on the clock of the new edit: 0 is the start of the first segment. Cards follow the
-// word times of a segment's WordSegment when it has words, else they are spread evenly.
+// word times of a segment's WordSegment when it has words, else they are spread evenly. Every
+// word of a segment shows, in order, on cards inside that segment's time; a segment of no length
+// shows none.
 // Each file's text is absent, with the reason in *error, when a time in it cannot be written.
 std::optional<QString> subtitlesSrt(const MiningResults& analysis, const QList<WordSegment>& wordSegments,
                                     QString* error = nullptr);
+// A moment as it lies on an edit: where it starts on the edit's clock, how long it runs there, and
+// its spoken words' times from its own start.
+struct PlacedMoment {
+    StorySegment segment;
+    double start = 0;
+    double duration = 0;
+    QList<WordTimestamp> words;
+};
+// The SRT of moments laid on an edit's clock (an editor's timeline, in order), cards as above.
+std::optional<QString> subtitlesSrtOf(const QList<PlacedMoment>& moments, QString* error = nullptr);
 std::optional<QString> transcriptText(const TranscriptResult& transcript, QString* error = nullptr);
 std::optional<QString> storyBrief(const QString& timeline, const MiningResults& analysis,
                                   const QDateTime& now, QString* error = nullptr);

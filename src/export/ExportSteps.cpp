@@ -1,6 +1,7 @@
 #include "ExportSteps.h"
 
 #include "ExportBundle.h"
+#include "HandOff.h"
 
 namespace ondrel {
 
@@ -9,6 +10,8 @@ void installExportSteps(StepOperations& steps) {
                            const TranscriptResult& transcript, const QList<WordSegment>& wordSegments) {
         return ExportBundle::saveExports(pipeline, timeline, analysis, transcript, wordSegments);
     };
+    steps.saveForEditors = [](LocalPipeline& pipeline, QString folder, QList<StorySegment> story,
+                              HandOffFiles which) { return saveForEditors(pipeline, folder, story, which); };
 }
 
 } // namespace ondrel

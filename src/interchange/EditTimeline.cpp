@@ -167,7 +167,8 @@ EditTimeline buildTimeline(const QString& name, const QList<StorySegment>& story
     std::optional<QString> pendingMarker;
     qint64 record = 0;
     int event = 0;
-    for (const Placed& p : placed) {
+    for (qsizetype position = 0; position < placed.size(); ++position) {
+        const Placed& p = placed[position];
         const std::optional<QString>& named = p.moment->chapter;
         if (named && !named->isEmpty() && named != chapter) {
             chapter = named;
@@ -180,6 +181,7 @@ EditTimeline buildTimeline(const QString& name, const QList<StorySegment>& story
         const int index = mediaIndex.value(p.path);
         const MediaFile& m = t.media[index];
         ++event;
+        t.eventMoments << position;
         if (pendingMarker) {
             t.markers.push_back({*pendingMarker, record});
             pendingMarker.reset();
@@ -203,6 +205,10 @@ EditTimeline buildTimeline(const QString& name, const QList<StorySegment>& story
             t.tracks.push_back(std::move(*track));
     }
     return t;
+}
+
+Rational mediaStartOf(const SourceMedia& source, FrameRate timelineRate) {
+    return mediaFileFor(source, timelineRate).start;
 }
 
 QStringList filesOffTimelineRate(const EditTimeline& timeline) {

@@ -93,6 +93,8 @@ struct EditTimeline {
     // StorySegment::index of moments that gave no clip: no file plays at their time, or they
     // last less than half a frame once cut at their file's end.
     QList<qint64> skippedMoments;
+    // For event n (from 1), the place in the story's list of the moment it holds: eventMoments[n - 1].
+    QList<qsizetype> eventMoments;
 
     TimecodeFormat timecodeFormat() const { return {rate, dropFrame}; }
     friend bool operator==(const EditTimeline&, const EditTimeline&) = default;
@@ -108,6 +110,11 @@ struct EditTimeline {
 // the one before.
 EditTimeline buildTimeline(const QString& name, const QList<StorySegment>& story,
                            const QList<SourceMedia>& sources);
+
+// The file's first sample on its own timecode, in seconds, as the timeline takes it: its timecode at
+// its picture's rate (the timeline's for a sound file), else its Broadcast Wave time reference,
+// else 0. A read timeline that does not say where its media start (an EDL) learns it here.
+Rational mediaStartOf(const SourceMedia& source, FrameRate timelineRate);
 
 // Paths of the files the timeline uses whose picture rate is not the timeline's: their frames
 // fall between the timeline's, which the screen should say.

@@ -190,6 +190,15 @@ QCoro::Task<std::optional<Json>> ffprobeJson(const ToolRunner& tools, QString pa
     co_return json;
 }
 
+QCoro::Task<void> probeMissing(LocalPipeline& pipeline, QStringList paths) {
+    for (const QString& path : paths) {
+        if (pipeline.probeOutput(path))
+            continue;
+        const std::optional<Json> json = co_await ffprobeJson(pipeline.tools(), path);
+        pipeline.rememberProbeOutput(path, json.value_or(Json::object()));
+    }
+}
+
 QCoro::Task<std::optional<ProbeResult>> probeMediaFile(LocalPipeline& pipeline, QString path) {
     const auto json = co_await ffprobeJson(pipeline.tools(), path);
     if (!json)

@@ -29,6 +29,10 @@ std::optional<ProbeResult> probeResultFromJson(const Json& probe, const QString&
 QCoro::Task<std::optional<Json>> ffprobeJson(const ToolRunner& tools, QString path);
 
 QCoro::Task<std::optional<ProbeResult>> probeMediaFile(LocalPipeline& pipeline, QString path);
+// Asks ffprobe, without a log line, about each path the pipeline holds no answer for (a mine
+// reopened from its saved project was never probed in this process) and keeps the answers; a
+// file it cannot read is kept as of no length. The caller keeps the pipeline alive.
+QCoro::Task<void> probeMissing(LocalPipeline& pipeline, QStringList paths);
 // Fills probeResults, logs a line per file and rewrites probe_results.json.
 QCoro::Task<void> probeAllMedia(LocalPipeline& pipeline, QStringList paths);
 

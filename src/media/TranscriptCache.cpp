@@ -179,6 +179,7 @@ void saveProject(LocalPipeline& pipeline, const QString& timeline, const Transcr
     project.results = results;
     project.presetId = presetId;
     project.targetMinutes = targetMinutes;
+    project.source = pipeline.runSource(); // a re-mine of files ends saved for editors again
     const auto bytes = encodeJson(project);
     if (!bytes)
         return;

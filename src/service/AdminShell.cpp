@@ -57,6 +57,10 @@ QString shellQuote(const QString& value) {
     return u'\'' + quoted + u'\'';
 }
 
+QString readableByAll(const QString& folder) {
+    return QStringLiteral("chmod -R u+rwX,go+rX ") + shellQuote(folder);
+}
+
 ProcessAdminShell::ProcessAdminShell(Kind kind, QString program)
     : m_kind(kind)
     , m_program(program.isEmpty() ? defaultProgram(kind) : std::move(program)) {}

@@ -26,6 +26,9 @@ public:
 
 // The text as one shell word: in single quotes, each ' written as '\''.
 QString shellQuote(const QString& value);
+// The admin script's step that lets everyone read a folder it copied as root (and enter its
+// folders): files keep the owner-only rights a zip may carry, and Resolve runs as the user.
+QString readableByAll(const QString& folder);
 
 class ProcessAdminShell : public AdminShell {
 public:

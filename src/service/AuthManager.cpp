@@ -130,10 +130,12 @@ void AuthManager::applyUser(const UserInfo& user) {
     setPlan(user.plan);
 }
 
-void AuthManager::signIn() {
+void AuthManager::signIn(std::function<void()> noBrowser) {
     const QUrl url(m_authURL, QUrl::StrictMode);
     if (url.isValid())
-        (m_opener ? m_opener : UrlOpener::system())->openUrl(url);
+        (m_opener ? m_opener : UrlOpener::system())->openUrl(url, std::move(noBrowser));
+    else if (noBrowser)
+        noBrowser();
 }
 
 QCoro::Task<> AuthManager::signInWithToken(QString token) {

@@ -11,6 +11,7 @@
 
 #include <QCoroTask>
 
+#include <functional>
 #include <optional>
 
 namespace ondrel {
@@ -61,7 +62,8 @@ public:
     QString tokenFilePath() const { return m_tokenFile; }
 
     // Opens the service's sign-in page in the browser; the flow goes on in handleCallback.
-    Q_INVOKABLE void signIn();
+    // `noBrowser` runs when no browser could be opened.
+    void signIn(std::function<void()> noBrowser = {});
     Q_INVOKABLE void signOut();
     // Never fails to the caller: the outcome is in the fields.
     QCoro::Task<> signInWithToken(QString token);

@@ -21,7 +21,7 @@ QString parentFolder(const QString& path) {
 // Every value reaches the shell quoted: a plugin folder may hold spaces or quotes.
 QString copyText(const QString& source, const QString& dest) {
     return QStringLiteral("mkdir -p ") + shellQuote(parentFolder(dest)) + QStringLiteral(" && cp -R ") +
-           shellQuote(source + u'/') + u' ' + shellQuote(dest);
+           shellQuote(source + u'/') + u' ' + shellQuote(dest) + QStringLiteral(" && ") + readableByAll(dest);
 }
 
 QString minimalPluginText(const QString& pluginPath) {
@@ -40,6 +40,17 @@ QString removeText(const QString& pluginPath) {
 }
 
 } // namespace
+
+std::optional<QString> installedPluginVersion(const QString& pluginPath) {
+    if (!QFileInfo::exists(pluginPath))
+        return std::nullopt;
+    const QFileInfo versionFile(pluginPath + QStringLiteral("/version.json"));
+    QFile file(versionFile.filePath());
+    std::optional<PluginVersionFile> decoded;
+    if (versionFile.isFile() && versionFile.size() <= kLargestVersionFile && file.open(QIODevice::ReadOnly))
+        decoded = decodeJson<PluginVersionFile>(file.readAll());
+    return decoded ? decoded->version : QStringLiteral("Unknown");
+}
 
 QString PluginError::description() const {
     switch (m_kind) {
@@ -82,18 +93,9 @@ QString PluginManager::bundledResourceDir() {
 }
 
 void PluginManager::detectInstallation() {
-    if (!QFileInfo::exists(m_pluginPath)) {
-        setInstalled(false);
-        setInstalledVersion(std::nullopt);
-        return;
-    }
-    setInstalled(true);
-    const QFileInfo versionFile(m_pluginPath + QStringLiteral("/version.json"));
-    QFile file(versionFile.filePath());
-    std::optional<PluginVersionFile> decoded;
-    if (versionFile.isFile() && versionFile.size() <= kLargestVersionFile && file.open(QIODevice::ReadOnly))
-        decoded = decodeJson<PluginVersionFile>(file.readAll());
-    setInstalledVersion(decoded ? decoded->version : QStringLiteral("Unknown"));
+    const std::optional<QString> version = installedPluginVersion(m_pluginPath);
+    setInstalled(version.has_value());
+    setInstalledVersion(version);
 }
 
 QCoro::Task<> PluginManager::install() {

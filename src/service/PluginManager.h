@@ -24,6 +24,10 @@ template <> struct JsonFields<PluginVersionFile> {
     static constexpr auto fields = std::make_tuple(field("version", &PluginVersionFile::version));
 };
 
+// The version the plugin folder names in its version.json: none when nothing is at `pluginPath`,
+// "Unknown" when that file is missing or unreadable.
+std::optional<QString> installedPluginVersion(const QString& pluginPath);
+
 class PluginError {
 public:
     enum class Kind { installFailed, uninstallFailed, bundleResourcesMissing };

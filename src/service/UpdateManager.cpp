@@ -1,6 +1,7 @@
 #include "UpdateManager.h"
 
 #include "Constants.h"
+#include "PluginManager.h"
 
 #include "core/Files.h"
 #include "core/Http.h"
@@ -85,7 +86,18 @@ UpdateManagerConfig UpdateManagerConfig::platformDefault() {
 UpdateManager::UpdateManager(UpdateManagerConfig config, QObject* parent)
     : QObject(parent)
     , m_config(std::move(config))
-    , m_api(m_config.endpoints) {}
+    , m_api(m_config.endpoints) {
+    readInstalledVersion();
+}
+
+void UpdateManager::readInstalledVersion() {
+    QString version =
+        installedPluginVersion(m_config.pluginPath).value_or(QLatin1String(Constants::App::pluginVersion));
+    if (m_installedVersion == version)
+        return;
+    m_installedVersion = std::move(version);
+    emit installedVersionChanged();
+}
 
 UpdateManager& UpdateManager::shared() {
     static QPointer<UpdateManager> instance;
@@ -118,8 +130,10 @@ QCoro::Task<> UpdateManager::checkForUpdates() {
         setLatestVersion(info->version);
         m_downloadURL = info->downloadURL;
         setReleaseNotes(info->releaseNotes);
-        // Compared with the version this application carries, not with the installed one.
-        setUpdateAvailable(isNewerVersion(info->version, QLatin1String(Constants::App::pluginVersion)));
+        // Compared with what is in place: the version this application carries is only a guess
+        // at it, and once an update is in, that guess would offer the same update forever.
+        readInstalledVersion();
+        setUpdateAvailable(isNewerVersion(info->version, m_installedVersion));
         setStatusMessage(m_updateAvailable ? std::optional<QString>(QStringLiteral("Update available!"))
                                            : std::nullopt);
     } else {
@@ -198,10 +212,22 @@ QCoro::Task<> UpdateManager::downloadAndInstall() {
     }
     setDownloadProgress(0.8);
 
-    const QString plugin = m_config.pluginPath;
-    const QString text = QStringLiteral("rm -rf ") + shellQuote(plugin) + QStringLiteral(" && cp -R ") +
-                         shellQuote(extracted + QStringLiteral("/com.tarnwell.ondrel")) + u' ' +
-                         shellQuote(QFileInfo(QDir::cleanPath(plugin)).path());
+    // An unpacked update without the version file is no plugin: better the old one stays.
+    const QString source = extracted + QStringLiteral("/com.tarnwell.ondrel");
+    if (!QFileInfo(source + QStringLiteral("/version.json")).isFile()) {
+        failDownload(UpdateError(UpdateError::Kind::installFailed,
+                                 QStringLiteral("the update holds no com.tarnwell.ondrel/version.json"))
+                         .description());
+        co_return;
+    }
+
+    // Resolve's plugin folder may not exist before the first plugin; without it `cp -R` would make
+    // the plugin's own files into that folder.
+    const QString plugin = QDir::cleanPath(m_config.pluginPath);
+    const QString text = QStringLiteral("mkdir -p ") + shellQuote(QFileInfo(plugin).path()) +
+                         QStringLiteral(" && rm -rf ") + shellQuote(plugin) + QStringLiteral(" && cp -R ") +
+                         shellQuote(source) + u' ' + shellQuote(plugin) + QStringLiteral(" && ") +
+                         readableByAll(plugin);
     const std::shared_ptr<AdminShell> shell = m_config.shell;
     const AdminOutcome outcome = co_await shell->run(text);
     if (!self)
@@ -214,6 +240,14 @@ QCoro::Task<> UpdateManager::downloadAndInstall() {
     if (!outcome.ok) {
         const QString message = outcome.message.isEmpty() ? QStringLiteral("Install error") : outcome.message;
         failDownload(UpdateError(UpdateError::Kind::installFailed, message).description());
+        co_return;
+    }
+    readInstalledVersion();
+    // A shell that reports success is no proof: only the version file in place is.
+    if (!QFileInfo(plugin + QStringLiteral("/version.json")).isFile()) {
+        failDownload(UpdateError(UpdateError::Kind::installFailed,
+                                 QStringLiteral("%1 holds no version.json after the copy").arg(plugin))
+                         .description());
         co_return;
     }
 

@@ -46,6 +46,7 @@ struct UpdateManagerConfig {
 
 class UpdateManager : public QObject {
     Q_OBJECT
+    Q_PROPERTY(QString installedVersion READ installedVersion NOTIFY installedVersionChanged)
     Q_PROPERTY(QString latestVersion READ latestVersionText NOTIFY latestVersionChanged)
     Q_PROPERTY(bool updateAvailable READ updateAvailable NOTIFY updateAvailableChanged)
     Q_PROPERTY(bool isChecking READ isChecking NOTIFY isCheckingChanged)
@@ -63,6 +64,8 @@ public:
     // By number, piece by piece; pieces that are not integers ("0-beta") are dropped.
     static bool isNewerVersion(const QString& a, const QString& than);
 
+    // The installed plugin's own version; the one this application carries when none is installed.
+    QString installedVersion() const { return m_installedVersion; }
     const std::optional<QString>& latestVersion() const { return m_latestVersion; }
     QString latestVersionText() const { return m_latestVersion.value_or(QString()); }
     bool updateAvailable() const { return m_updateAvailable; }
@@ -77,11 +80,14 @@ public:
     QString releaseNotesText() const { return m_releaseNotes.value_or(QString()); }
     const UpdateManagerConfig& config() const { return m_config; }
 
+    // Reads the plugin folder again (a check and an install do so themselves).
+    void readInstalledVersion();
     // Never fail to the caller: the outcome is in the fields.
     QCoro::Task<> checkForUpdates();
     QCoro::Task<> downloadAndInstall();
 
 signals:
+    void installedVersionChanged();
     void latestVersionChanged();
     void updateAvailableChanged();
     void isCheckingChanged();
@@ -106,6 +112,7 @@ private:
     UpdateManagerConfig m_config;
     APIClient m_api;
 
+    QString m_installedVersion;
     std::optional<QString> m_latestVersion;
     bool m_updateAvailable = false;
     bool m_isChecking = false;

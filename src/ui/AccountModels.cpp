@@ -55,9 +55,18 @@ void SignInModel::setManualToken(const QString& token) {
 }
 
 void SignInModel::signInWithBrowser() {
-    m_auth->signIn();
+    m_browserMessage.clear();
     m_waiting = true;
     emit changed();
+    // Waiting for a browser that never opened would wait for ever: stop, and point at the token.
+    m_auth->signIn([self = QPointer<SignInModel>(this)] {
+        if (!self)
+            return;
+        self->m_waiting = false;
+        self->m_showTokenField = true;
+        self->m_browserMessage = QStringLiteral("Could not open a browser — use Sign in with token");
+        emit self->changed();
+    });
 }
 
 void SignInModel::cancelWaiting() {
@@ -74,6 +83,11 @@ void SignInModel::toggleTokenField() {
 void SignInModel::signInWithToken() {
     if (!canSignIn())
         return;
+    // The browser's failure belongs to the way not taken.
+    if (!m_browserMessage.isEmpty()) {
+        m_browserMessage.clear();
+        emit changed();
+    }
     [](QPointer<AuthManager> auth, QString token) -> QCoro::Task<> {
         if (auth)
             co_await auth->signInWithToken(token);
@@ -126,7 +140,18 @@ void DashboardModel::refresh() {
 }
 
 void DashboardModel::openBilling() {
-    AppServices::opener().openUrl(QUrl(Constants::API::billingURL()));
+    const QString url = Constants::API::billingURL();
+    if (!m_billingMessage.isEmpty()) {
+        m_billingMessage.clear();
+        emit billingMessageChanged();
+    }
+    // A desktop without a browser would leave the press with no outcome: say so, with the address.
+    AppServices::opener().openUrl(QUrl(url), [self = QPointer<DashboardModel>(this), url] {
+        if (!self)
+            return;
+        self->m_billingMessage = QStringLiteral("Could not open a browser — billing is at ") + url;
+        emit self->billingMessageChanged();
+    });
 }
 
 void DashboardModel::signOut() {
@@ -138,13 +163,10 @@ void DashboardModel::signOut() {
 UpdatesModel::UpdatesModel(QObject* parent)
     : QObject(parent)
     , m_updates(AppServices::instance().updates()) {
-    for (auto signal : {&UpdateManager::latestVersionChanged, &UpdateManager::updateAvailableChanged,
-                        &UpdateManager::isCheckingChanged, &UpdateManager::isDownloadingChanged})
+    for (auto signal : {&UpdateManager::installedVersionChanged, &UpdateManager::latestVersionChanged,
+                        &UpdateManager::updateAvailableChanged, &UpdateManager::isCheckingChanged,
+                        &UpdateManager::isDownloadingChanged})
         connect(m_updates, signal, this, &UpdatesModel::changed);
-}
-
-QString UpdatesModel::installedVersion() {
-    return QLatin1String(Constants::App::pluginVersion);
 }
 
 QString UpdatesModel::latestText() const {
@@ -154,6 +176,7 @@ QString UpdatesModel::latestText() const {
 }
 
 void UpdatesModel::appear() {
+    m_updates->readInstalledVersion();
     if (!m_updates->latestVersion())
         check();
 }

@@ -44,6 +44,8 @@ class SignInModel : public QObject {
     Q_PROPERTY(bool canSignIn READ canSignIn NOTIFY changed)
     Q_PROPERTY(bool isVerifying READ isVerifying NOTIFY changed)
     Q_PROPERTY(QString errorMessage READ errorMessage NOTIFY changed)
+    // Set when the browser could not be opened: the way on is the token.
+    Q_PROPERTY(QString browserMessage READ browserMessage NOTIFY changed)
 
 public:
     explicit SignInModel(QObject* parent = nullptr);
@@ -56,6 +58,7 @@ public:
     bool canSignIn() const { return !m_auth->isLoading() && !m_manualToken.isEmpty(); }
     bool isVerifying() const { return m_auth->isLoading(); }
     QString errorMessage() const { return m_auth->errorMessageText(); }
+    QString browserMessage() const { return m_browserMessage; }
 
     Q_INVOKABLE void signInWithBrowser();
     Q_INVOKABLE void cancelWaiting();
@@ -70,6 +73,7 @@ private:
     bool m_showTokenField = false;
     QString m_manualToken;
     bool m_waiting = false;
+    QString m_browserMessage;
 };
 
 class DashboardModel : public QObject {
@@ -82,6 +86,8 @@ class DashboardModel : public QObject {
     Q_PROPERTY(qint64 credits READ credits NOTIFY accountChanged)
     Q_PROPERTY(QString planText READ planText NOTIFY accountChanged)
     Q_PROPERTY(bool isProPlan READ isProPlan NOTIFY accountChanged)
+    // Set when the billing page could not be opened: no browser answered, so the address is given.
+    Q_PROPERTY(QString billingMessage READ billingMessage NOTIFY billingMessageChanged)
 
 public:
     explicit DashboardModel(QObject* parent = nullptr);
@@ -93,6 +99,7 @@ public:
     QString planText() const;
     // The badge only: no feature depends on the plan.
     bool isProPlan() const;
+    QString billingMessage() const { return m_billingMessage; }
 
     Q_INVOKABLE void refresh();
     Q_INVOKABLE void openBilling();
@@ -101,16 +108,18 @@ public:
 signals:
     void isRefreshingChanged();
     void accountChanged();
+    void billingMessageChanged();
 
 private:
     QPointer<AuthManager> m_auth;
     bool m_refreshing = false;
+    QString m_billingMessage;
 };
 
 class UpdatesModel : public QObject {
     Q_OBJECT
     QML_ELEMENT
-    Q_PROPERTY(QString installedVersion READ installedVersion CONSTANT)
+    Q_PROPERTY(QString installedVersion READ installedVersion NOTIFY changed)
     Q_PROPERTY(QString latestText READ latestText NOTIFY changed)
     Q_PROPERTY(bool showUpToDate READ showUpToDate NOTIFY changed)
     Q_PROPERTY(bool showCheckButton READ showCheckButton NOTIFY changed)
@@ -118,14 +127,18 @@ class UpdatesModel : public QObject {
 
 public:
     explicit UpdatesModel(QObject* parent = nullptr);
-    static QString installedVersion();
+    // The installed plugin's version, which is what an update is measured against.
+    QString installedVersion() const { return m_updates->installedVersion(); }
     // "..." while checking, else the service's version, else "—".
     QString latestText() const;
-    bool showUpToDate() const { return !m_updates->updateAvailable() && m_updates->latestVersion().has_value(); }
+    bool showUpToDate() const {
+        return !m_updates->updateAvailable() && m_updates->latestVersion().has_value();
+    }
     bool showCheckButton() const { return !m_updates->updateAvailable(); }
     bool canCheck() const { return !m_updates->isChecking() && !m_updates->isDownloading(); }
 
-    // When the screen appears: a check unless a version is known already.
+    // When the screen appears: the plugin folder read again, and a check unless a version is
+    // known already.
     Q_INVOKABLE void appear();
     Q_INVOKABLE void check();
     Q_INVOKABLE void install();

@@ -33,7 +33,7 @@ class AppServices : public QObject {
 
 public:
     struct Set {
-        AuthManager* auth = nullptr;       // not owned; nullptr: the shared instance
+        AuthManager* auth = nullptr; // not owned; nullptr: the shared instance
         UpdateManager* updates = nullptr;
         PluginManager* plugins = nullptr;
         // A pipeline with every step in place, one for each wizard; the application wires the

@@ -158,9 +158,11 @@ void AuditModel::setWizard(MineView* wizard) {
     if (m_wizard)
         disconnect(m_wizard->pipeline(), nullptr, this, nullptr);
     m_wizard = wizard;
-    if (m_wizard)
+    if (m_wizard) {
         connect(m_wizard->pipeline(), &LocalPipeline::auditReportChanged, this,
                 &AuditModel::loadFromPipeline);
+        connect(m_wizard->pipeline(), &LocalPipeline::buildResultChanged, this, &AuditModel::onBuildResult);
+    }
     loadFromPipeline();
     emit wizardChanged();
 }
@@ -236,8 +238,36 @@ QString AuditModel::addMomentsText() const {
 }
 
 void AuditModel::addMoments() {
-    if (m_wizard)
-        m_wizard->buildTimeline();
+    if (!m_wizard || m_isAdding || selectedCount() == 0)
+        return;
+    QList<StorySegment> moments;
+    for (const GoldMoment& gold : m_report.buriedGold) {
+        if (!m_gold.selectedMoments().contains(gold.id()))
+            continue;
+        StorySegment s;
+        s.index = moments.size();
+        s.startTime = gold.startTime;
+        s.endTime = gold.endTime;
+        s.sourceClip = QStringLiteral("source");
+        s.transcript = gold.text;
+        s.chapter = QStringLiteral("Buried gold");
+        moments << s;
+    }
+    m_isAdding = true;
+    m_addStatus.clear();
+    emit addChanged();
+    m_wizard->buildMoments(moments);
+}
+
+// Every outcome ends the wait, the same text as last time included, and carries its time.
+void AuditModel::onBuildResult() {
+    if (!m_isAdding || !m_wizard)
+        return;
+    LocalPipeline* pipeline = m_wizard->pipeline();
+    m_isAdding = false;
+    m_addStatus = pipeline->buildResultText() + QStringLiteral(" · ") +
+                  pipeline->clock().now().time().toString(QStringLiteral("HH:mm:ss"));
+    emit addChanged();
 }
 
 void AuditModel::startOver() {

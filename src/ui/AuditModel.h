@@ -50,6 +50,7 @@ public:
 
 signals:
     void selectionChanged();
+    void addChanged();
 
 private:
     void rowsChanged(const QString& id, const QList<int>& roles);
@@ -109,6 +110,10 @@ class AuditModel : public QObject {
 
     Q_PROPERTY(int selectedCount READ selectedCount NOTIFY selectionChanged)
     Q_PROPERTY(QString addMomentsText READ addMomentsText NOTIFY selectionChanged)
+    // The timeline of the chosen moments: under way, and how it ended (with the time it did).
+    Q_PROPERTY(bool isAdding READ isAdding NOTIFY addChanged)
+    Q_PROPERTY(QString addStatus READ addStatus NOTIFY addChanged)
+    Q_PROPERTY(bool addFailed READ addFailed NOTIFY addChanged)
 
 public:
     explicit AuditModel(QObject* parent = nullptr);
@@ -143,24 +148,31 @@ public:
     int selectedCount() const { return int(m_gold.selectedMoments().size()); }
     QString addMomentsText() const;
 
-    // "Add {n} moments to timeline": rebuilds from the segments file as it stands. The marked
-    // moments are a note for the editor and are not passed on.
+    // "Add {n} moments to timeline": a new timeline of the chosen moments, in the report's order,
+    // each in its own source clip.
     Q_INVOKABLE void addMoments();
+    bool isAdding() const { return m_isAdding; }
+    QString addStatus() const { return m_addStatus; }
+    bool addFailed() const { return m_addStatus.contains(QStringLiteral("✗")); }
     Q_INVOKABLE void startOver();
 
 signals:
     void wizardChanged();
     void reportChanged();
     void selectionChanged();
+    void addChanged();
 
 private:
     void loadFromPipeline();
+    void onBuildResult();
 
     QPointer<MineView> m_wizard;
     AuditReport m_report;
     AuditGoldModel m_gold;
     AuditRowsModel m_redundancies;
     AuditRowsModel m_alternates;
+    bool m_isAdding = false;
+    QString m_addStatus;
 };
 
 } // namespace ondrel

@@ -4,11 +4,10 @@
 
 #include "AppServices.h"
 #include "Theme.h"
-#include "export/EDLExporter.h"
-#include "export/ExportBundle.h"
-#include "export/FCPXMLExporter.h"
+#include "export/HandOff.h"
+#include "media/MediaProbe.h"
 
-#include <QDebug>
+#include <QDir>
 #include <QFileInfo>
 #include <QSet>
 #include <QTimer>
@@ -150,40 +149,6 @@ DoneModel::DoneModel(QObject* parent)
     , m_acts(this)
     , m_exportFiles(this) {}
 
-QList<MediaFileInfo> DoneModel::createDummyMediaInfo(const MiningResults& results) {
-    QList<MediaFileInfo> out;
-    QSet<QString> seen;
-    for (const StorySegment& s : results.segments) {
-        if (seen.contains(s.sourceClip))
-            continue;
-        seen.insert(s.sourceClip);
-        out.push_back({QStringLiteral("/path/to/") + s.sourceClip, s.sourceClip, 3600.0, std::nullopt, 24.0,
-                       true, true, std::nullopt});
-    }
-    return out;
-}
-
-QList<MediaFileInfo> DoneModel::generateMediaFileInfo(const MiningResults& results,
-                                                      const std::optional<QStringList>& mediaPaths,
-                                                      const QMap<QString, ProbeResult>& probes) {
-    if (!mediaPaths || mediaPaths->isEmpty())
-        return createDummyMediaInfo(results);
-    QList<MediaFileInfo> out;
-    for (const QString& path : *mediaPaths) {
-        const QString name = QFileInfo(path).fileName();
-        const auto probe = probes.constFind(name);
-        if (probe != probes.constEnd()) {
-            out.push_back({path, name, probe->duration, probe->startTimecode, probe->fps.value_or(24.0),
-                           probe->hasVideo, probe->hasAudio, probe->codec});
-        } else {
-            const QString lower = name.toLower();
-            const bool video = lower.endsWith(QLatin1String(".mov")) || lower.endsWith(QLatin1String(".mp4"));
-            out.push_back({path, name, 3600.0, std::nullopt, 24.0, video, true, std::nullopt});
-        }
-    }
-    return out;
-}
-
 void DoneModel::setWizard(MineView* wizard) {
     if (wizard == m_wizard)
         return;
@@ -191,6 +156,11 @@ void DoneModel::setWizard(MineView* wizard) {
         disconnect(m_pipeline, nullptr, this, nullptr);
     m_wizard = wizard;
     m_pipeline = wizard ? wizard->pipeline() : nullptr;
+    if (wizard) {
+        connect(wizard->resolveBridge(), &ResolveBridge::isConnectedChanged, this,
+                &DoneModel::resolveConnectedChanged);
+        connect(wizard, &MineView::sourceKindChanged, this, &DoneModel::resolveConnectedChanged);
+    }
     if (m_pipeline) {
         connect(m_pipeline, &LocalPipeline::buildResultChanged, this, &DoneModel::onBuildResult);
         connect(m_pipeline, &LocalPipeline::resultsChanged, this, &DoneModel::onResults);
@@ -198,7 +168,13 @@ void DoneModel::setWizard(MineView* wizard) {
     }
     onResults();
     onExportDir();
+    // A mine of files ended by saving the story for other editors: how each takes it in shows.
+    const std::optional<QString> dir = exportDir();
+    m_handedOff = wizard && !wizard->speaksResolve() && dir &&
+                  QFileInfo::exists(*dir + QStringLiteral("/story_edit.fcpxml"));
     emit wizardChanged();
+    emit resolveConnectedChanged();
+    emit savedChanged();
     // The burst waits for the page's entrance to get under way.
     QTimer::singleShot(kConfettiDelayMs, this, [this] {
         if (!m_showConfetti) {
@@ -227,13 +203,16 @@ QString DoneModel::summaryText() const {
 }
 
 // Every assignment ends the wait, the same text as last time included: a rebuild that ends as the
-// one before it must still end.
+// one before it must still end, and says when it ended so the two can be told apart.
 void DoneModel::onBuildResult() {
     const std::optional<QString> status = m_pipeline ? m_pipeline->buildResult() : std::nullopt;
-    if (!m_isBuilding && status == m_buildStatus)
+    if (!m_isBuilding && status && m_buildStatus && m_buildStatus->startsWith(*status))
         return;
     m_isBuilding = false;
     m_buildStatus = status;
+    if (m_buildStatus)
+        *m_buildStatus +=
+            QStringLiteral(" · ") + m_pipeline->clock().now().time().toString(QStringLiteral("HH:mm:ss"));
     emit buildChanged();
 }
 
@@ -267,45 +246,106 @@ void DoneModel::showExportFile(int row) {
         return;
     const QString path = *dir + u'/' + DoneExportFilesModel::files()[row].fileName;
     if (QFileInfo::exists(path))
-        AppServices::opener().showInFileViewer(path);
+        reveal(path, false, QStringLiteral("export"));
 }
 
-QList<MediaFileInfo> DoneModel::mediaFiles() const {
-    return generateMediaFileInfo(results(), m_pipeline->lastMediaPaths(), m_pipeline->probeResults());
-}
-
-// Written in the press, on the main thread: a long story holds the page for as long as it takes.
-// A failure is for the console only; the editor sees no file appear.
-void DoneModel::exportFcpxml() {
-    const std::optional<QString> dir = exportDir();
-    if (!dir)
-        return;
-    const QString path = *dir + QStringLiteral("/story_edit.fcpxml");
-    const MiningResults& r = results();
-    QString error;
-    if (FCPXMLExporter().exportToFile(path, QLatin1String(kProjectName), r.segments, mediaFiles(), kExportFps,
-                                      r.subtitles, &error))
-        AppServices::opener().showInFileViewer(path);
+void DoneModel::reveal(const QString& path, bool openFolder, const QString& where) {
+    setFolderMessage(QString(), where);
+    const QString folder = openFolder ? path : QFileInfo(path).absolutePath();
+    // A desktop with no file manager would leave the press with no outcome, and the editor without
+    // the files: say where they are.
+    auto failed = [self = QPointer<DoneModel>(this), folder, where] {
+        if (self)
+            self->setFolderMessage(
+                QStringLiteral("Could not open a file manager — the files are in ") + folder, where);
+    };
+    if (openFolder)
+        AppServices::opener().openUrl(QUrl::fromLocalFile(path), std::move(failed));
     else
-        qInfo().noquote() << QStringLiteral("FCPXML export failed: ") + error;
+        AppServices::opener().showInFileViewer(path, std::move(failed));
+}
+
+void DoneModel::setFolderMessage(const QString& message, const QString& where) {
+    if (message == m_folderMessage && where == m_folderMessageFor)
+        return;
+    m_folderMessage = message;
+    m_folderMessageFor = where;
+    emit folderMessageChanged();
+}
+
+bool DoneModel::resolveConnected() const {
+    return m_wizard && m_wizard->speaksResolve() && m_wizard->resolveBridge()->isConnected();
+}
+
+QVariantList DoneModel::editorLines() {
+    static const QVariantList lines = {
+        QVariantMap{
+            {"editor", "Final Cut Pro"}, {"how", "File ▸ Import ▸ XML…"}, {"file", "story_edit.fcpxml"}},
+        QVariantMap{{"editor", "Premiere Pro"}, {"how", "File ▸ Import…"}, {"file", "story_edit.xml"}},
+        QVariantMap{{"editor", "DaVinci Resolve (any edition)"},
+                    {"how", "File ▸ Import ▸ Timeline…"},
+                    {"file", "story_edit.otio"}},
+        QVariantMap{{"editor", "Avid"}, {"how", "import the EDL"}, {"file", "story_edit.edl"}},
+    };
+    return lines;
+}
+
+void DoneModel::openInEditor() {
+    save(HandOffFiles::everyEditor);
+}
+
+void DoneModel::exportFcpxml() {
+    save(HandOffFiles::fcpxml);
 }
 
 void DoneModel::exportEdl() {
+    save(HandOffFiles::edl);
+}
+
+void DoneModel::save(HandOffFiles what) {
     const std::optional<QString> dir = exportDir();
-    if (!dir)
+    if (m_isSaving || !dir || !m_wizard)
         return;
-    const QString path = *dir + QStringLiteral("/story_edit.edl");
-    QString error;
-    if (EDLExporter().exportToFile(path, QLatin1String(kProjectName), results().segments, mediaFiles(),
-                                   kExportFps, &error))
-        AppServices::opener().showInFileViewer(path);
-    else
-        qInfo().noquote() << QStringLiteral("EDL export failed: ") + error;
+    m_isSaving = true;
+    m_savedNote.clear();
+    m_savedPath.clear();
+    m_savedFor = what == HandOffFiles::everyEditor ? QStringLiteral("editor") : QStringLiteral("export");
+    m_savedFailed = false;
+    emit savedChanged();
+    saveFiles(this, m_wizard->sharedPipeline(), what, *dir, results().segments);
+}
+
+// Measures what was never probed in this process (a reopened mine), builds the timeline of the
+// story as edited, and writes the files on a pool thread: the page keeps moving meanwhile.
+QCoro::Task<> DoneModel::saveFiles(QPointer<DoneModel> self, std::shared_ptr<LocalPipeline> pipeline,
+                                   HandOffFiles what, QString folder, QList<StorySegment> story) {
+    // A reopened mine was never probed in this process: its files are measured first.
+    co_await probeMissing(*pipeline, pipeline->lastMediaPaths().value_or(QStringList()));
+    const HandOffOutcome outcome = co_await saveForEditors(*pipeline, folder, story, what);
+    if (!self)
+        co_return;
+    self->m_isSaving = false;
+    self->m_savedFailed = !outcome.error.isEmpty();
+    const QString names = handOffFileList(outcome.written);
+    if (self->m_savedFailed) {
+        self->m_savedNote = QStringLiteral("Could not save %1 — %2").arg(names, outcome.error);
+    } else {
+        self->m_savedNote = QStringLiteral("Saved ") + names;
+        self->m_savedPath = folder + u'/' + outcome.written.value(0);
+        self->m_handedOff = self->m_handedOff || what == HandOffFiles::everyEditor;
+        self->m_handOffWarning = handOffWarnings(outcome);
+    }
+    emit self->savedChanged();
+}
+
+void DoneModel::showSaved() {
+    if (canShowSaved())
+        reveal(m_savedPath, false, m_savedFor);
 }
 
 void DoneModel::openExportFolder() {
     if (const std::optional<QString> dir = exportDir())
-        AppServices::opener().openUrl(QUrl::fromLocalFile(*dir));
+        reveal(*dir, true, QStringLiteral("export"));
 }
 
 } // namespace ondrel

@@ -14,6 +14,10 @@
 #include <QPointer>
 #include <QtQml/qqmlregistration.h>
 
+#include <QCoroTask>
+
+#include <memory>
+
 #include <optional>
 
 namespace ondrel {
@@ -118,20 +122,29 @@ class DoneModel : public QObject {
     Q_PROPERTY(bool hasExportDir READ hasExportDir NOTIFY exportDirChanged)
     Q_PROPERTY(ondrel::DoneExportFilesModel* exportFiles READ exportFiles CONSTANT)
 
+    // The hand-off files: being written, what was written last ("Saved …"), whether that failed.
+    Q_PROPERTY(bool isSaving READ isSaving NOTIFY savedChanged)
+    Q_PROPERTY(QString savedNote READ savedNote NOTIFY savedChanged)
+    Q_PROPERTY(bool savedFailed READ savedFailed NOTIFY savedChanged)
+    Q_PROPERTY(bool canShowSaved READ canShowSaved NOTIFY savedChanged)
+    // Where the note belongs: "editor" (the hand-off button) or "export" (the FCPXML and EDL tiles).
+    Q_PROPERTY(QString savedFor READ savedFor NOTIFY savedChanged)
+    // Shown once the story was saved for every editor: how each imports it, and what to watch for.
+    Q_PROPERTY(bool handedOff READ handedOff NOTIFY savedChanged)
+    Q_PROPERTY(QVariantList editorLines READ editorLines CONSTANT)
+    Q_PROPERTY(QString handOffWarning READ handOffWarning NOTIFY savedChanged)
+    // Set when no file manager could show a file or open the folder: where the files are instead,
+    // and beside which button to say it ("editor", "export").
+    Q_PROPERTY(QString folderMessage READ folderMessage NOTIFY folderMessageChanged)
+    Q_PROPERTY(QString folderMessageFor READ folderMessageFor NOTIFY folderMessageChanged)
+    // A mine from Resolve with Resolve Studio there to build it; otherwise the hand-off is the
+    // page's main action.
+    Q_PROPERTY(bool resolveConnected READ resolveConnected NOTIFY resolveConnectedChanged)
+
 public:
     explicit DoneModel(QObject* parent = nullptr);
 
     static constexpr int kConfettiDelayMs = 300;
-    static constexpr const char* kProjectName = "Ondrel Story Edit";
-    static constexpr double kExportFps = 24.0;
-
-    // What the EDL and FCPXML exporters get for the run's media: each path's probed facts, a
-    // stand-in of an hour for a path without a probe, or, without paths, placeholder files named
-    // after the story's source clips so that an export can still be written.
-    static QList<MediaFileInfo> generateMediaFileInfo(const MiningResults& results,
-                                                      const std::optional<QStringList>& mediaPaths,
-                                                      const QMap<QString, ProbeResult>& probes);
-    static QList<MediaFileInfo> createDummyMediaInfo(const MiningResults& results);
 
     MineView* wizard() const { return m_wizard; }
     void setWizard(MineView* wizard);
@@ -159,9 +172,25 @@ public:
     Q_INVOKABLE void backToReview();
     // Shows an export file in the file viewer, if it is there.
     Q_INVOKABLE void showExportFile(int row);
+    // The story for every editor: FCPXML (1.11 and 1.10), FCP 7 XML, OTIO and the EDL.
+    Q_INVOKABLE void openInEditor();
     Q_INVOKABLE void exportFcpxml();
     Q_INVOKABLE void exportEdl();
+    // The last saved file in the file viewer.
+    Q_INVOKABLE void showSaved();
     Q_INVOKABLE void openExportFolder();
+
+    bool isSaving() const { return m_isSaving; }
+    QString savedNote() const { return m_savedNote; }
+    bool savedFailed() const { return m_savedFailed; }
+    bool canShowSaved() const { return !m_savedPath.isEmpty() && !m_isSaving; }
+    QString savedFor() const { return m_savedFor; }
+    bool handedOff() const { return m_handedOff; }
+    static QVariantList editorLines();
+    QString handOffWarning() const { return m_handOffWarning; }
+    QString folderMessage() const { return m_folderMessage; }
+    QString folderMessageFor() const { return m_folderMessageFor; }
+    bool resolveConnected() const;
 
 signals:
     void wizardChanged();
@@ -169,11 +198,19 @@ signals:
     void buildChanged();
     void resultsChanged();
     void exportDirChanged();
+    void savedChanged();
+    void folderMessageChanged();
+    void resolveConnectedChanged();
 
 private:
     const MiningResults& results() const;
     std::optional<QString> exportDir() const;
-    QList<MediaFileInfo> mediaFiles() const;
+    void save(HandOffFiles what);
+    static QCoro::Task<> saveFiles(QPointer<DoneModel> self, std::shared_ptr<LocalPipeline> pipeline,
+                                   HandOffFiles what, QString folder, QList<StorySegment> story);
+    // The file in the file viewer (or the folder itself, opened), saying where it is if nothing can.
+    void reveal(const QString& path, bool openFolder, const QString& where);
+    void setFolderMessage(const QString& message, const QString& where);
     void onBuildResult();
     void onResults();
     void onExportDir();
@@ -183,6 +220,15 @@ private:
     bool m_showConfetti = false;
     bool m_isBuilding = false;
     std::optional<QString> m_buildStatus;
+    bool m_isSaving = false;
+    QString m_savedNote;
+    QString m_savedPath;
+    QString m_savedFor;
+    bool m_savedFailed = false;
+    bool m_handedOff = false;
+    QString m_handOffWarning;
+    QString m_folderMessage;
+    QString m_folderMessageFor;
     DoneActsModel m_acts;
     DoneExportFilesModel m_exportFiles;
 };

@@ -61,6 +61,7 @@ const QList<SymbolGlyph>& symbolGlyphs() {
         {"list.bullet.rectangle", "view-list", 0xF572},
         {"list.number", "format-list-numbers", 0xF27B},
         {"folder", "folder", 0xF24B},
+        {"square.and.arrow.up", "export", 0xF207},
         {"link", "link", 0xF337},
         {"clock", "clock", 0xF150},
         // The style presets.

@@ -10,8 +10,8 @@
 namespace ondrel {
 
 struct SymbolGlyph {
-    const char* symbol;   // the screens' name
-    const char* mdiName;  // the icon's name in the font (checked against the installed font)
+    const char* symbol;  // the screens' name
+    const char* mdiName; // the icon's name in the font (checked against the installed font)
     char16_t codepoint;
 };
 

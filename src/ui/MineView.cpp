@@ -1,7 +1,12 @@
 #include "MineView.h"
 
 #include "Theme.h"
+#include "core/Text.h"
+#include "media/MediaProbe.h"
 #include "media/TranscriptCache.h"
+
+#include <QCryptographicHash>
+#include <QFileInfo>
 
 #include <QCoroTask>
 
@@ -102,10 +107,15 @@ MineView::MineView(QObject* parent)
 
     for (auto signal : {&LocalPipeline::resultsChanged, &LocalPipeline::auditReportChanged})
         QObject::connect(m_pipeline.get(), signal, this, &MineView::pageChanged);
+    for (auto signal : {&LocalPipeline::stepChanged, &LocalPipeline::waitingForTurnChanged})
+        QObject::connect(m_pipeline.get(), signal, this, &MineView::isWorkingChanged);
     for (auto signal : {&MineView::currentStepChanged, &MineView::selectedModeChanged})
         QObject::connect(this, signal, this, &MineView::pageChanged);
     for (auto signal : {&MineView::selectedModeChanged, &MineView::targetMinutesChanged})
         QObject::connect(this, signal, this, &MineView::estimateChanged);
+
+    m_sourceFiles.setTools(m_pipeline->tools());
+    connect(&m_sourceFiles, &SourceFilesModel::changed, this, &MineView::onSourceFilesChanged);
 
     refreshSavedProjects();
     refreshConnection();
@@ -122,6 +132,56 @@ QCoro::Task<> MineView::connectToResolve(std::shared_ptr<ResolveBridge> bridge) 
 
 void MineView::refreshConnection() {
     connectToResolve(m_bridge);
+}
+
+void MineView::setSourceKind(const QString& kind) {
+    static const QStringList kinds{QStringLiteral("resolve"), QStringLiteral("files"),
+                                   QStringLiteral("timelineFile")};
+    if (kind == m_sourceKind || !kinds.contains(kind))
+        return;
+    m_sourceKind = kind;
+    // Another source is another mine: what was chosen for the last one no longer holds.
+    setLoadedProject(std::nullopt);
+    setSelectedTimelineText(QString());
+    emit sourceKindChanged();
+    onSourceFilesChanged();
+}
+
+QString MineView::fileSourceName() const {
+    const QStringList files = m_sourceFiles.readablePaths();
+    const QString folder = !m_sourceFiles.chosenFolder().isEmpty()
+                               ? m_sourceFiles.chosenFolder()
+                               : (files.isEmpty() ? QString() : QFileInfo(files.first()).absolutePath());
+    QString name = QFileInfo(folder).fileName();
+    if (name.isEmpty())
+        name = QStringLiteral("Media files");
+    // Another saved mine of other files under this name would be overwritten by this one.
+    for (const SavedProject& p : m_savedProjects.projects()) {
+        if (p.timeline == name && sortedPaths(p.mediaPaths) != sortedPaths(files)) {
+            const QByteArray where = (folder.isEmpty() ? files.join(u'|') : folder).toUtf8();
+            return name + QStringLiteral(" · ") +
+                   QString::fromLatin1(
+                       QCryptographicHash::hash(where, QCryptographicHash::Sha1).toHex().left(6));
+        }
+    }
+    return name;
+}
+
+void MineView::onSourceFilesChanged() {
+    if (m_sourceKind != QLatin1String("files"))
+        return;
+    setSelectedTimelineText(m_sourceFiles.readablePaths().isEmpty() ? QString() : fileSourceName());
+}
+
+MineSource MineView::chosenSource() const {
+    if (m_sourceKind == QLatin1String("files")) {
+        const QString folder = m_sourceFiles.chosenFolder();
+        return {
+            m_selectedTimeline.value_or(fileSourceName()),
+            ProjectSource{QStringLiteral("files"), folder.isEmpty() ? std::nullopt : std::optional(folder)},
+            m_sourceFiles.readablePaths()};
+    }
+    return MineSource::resolveTimeline(m_selectedTimeline.value_or(QString()));
 }
 
 void MineView::refreshSavedProjects() {
@@ -260,15 +320,40 @@ QString MineView::page() const {
 
 // ---- moves -----------------------------------------------------------------------------------
 
+bool MineView::isWorking() const {
+    switch (m_pipeline->step()) {
+    case PipelineStep::idle:
+    case PipelineStep::complete:
+    case PipelineStep::error:
+        return m_pipeline->waitingForTurn();
+    default:
+        return true;
+    }
+}
+
 void MineView::advanceTo(int step) {
     if (step < 0 || step > int(MineStep::done) || MineStep(step) == m_currentStep)
         return;
     m_currentStep = MineStep(step);
+    // Mines saved since the page was last shown (a run that just ended, another window's) belong
+    // in its list.
+    if (m_currentStep == MineStep::setup)
+        refreshSavedProjects();
     emit currentStepChanged();
 }
 
-void MineView::tapStep(int step) {
+bool MineView::canTapStep(int step) const {
     if (step < int(m_currentStep))
+        return true;
+    if (step == int(m_currentStep) || isWorking())
+        return false;
+    const bool hasStory =
+        isAudit() ? m_pipeline->auditReport().has_value() : m_pipeline->results().has_value();
+    return hasStory && (step == int(MineStep::review) || (step == int(MineStep::done) && !isAudit()));
+}
+
+void MineView::tapStep(int step) {
+    if (canTapStep(step))
         advanceTo(step);
 }
 
@@ -279,7 +364,7 @@ namespace {
 QCoro::Task<> reviewWhenComplete(QPointer<MineView> wizard, std::shared_ptr<LocalPipeline> pipeline,
                                  QCoro::Task<> work) {
     co_await work;
-    if (wizard && pipeline->step() == PipelineStep::complete)
+    if (wizard && pipeline->step() == PipelineStep::complete && !wizard->isCancelQuestionOpen())
         wizard->advanceTo(int(MineStep::review));
 }
 
@@ -289,12 +374,15 @@ void MineView::startMining() {
     if (!m_selectedTimeline)
         return;
     LocalPipeline& p = *m_pipeline;
-    QCoro::Task<> work = isAudit() ? p.auditTimeline(*m_selectedTimeline)
-                         : m_loadedProject
-                             ? p.runFromProject(*m_loadedProject, m_targetMinutes, m_styleSliders,
-                                                m_selectedPresetId, m_referenceURL, m_isMagicMode)
-                             : p.run(*m_selectedTimeline, m_selectedMode, m_targetMinutes, m_selectedLanguage,
-                                     m_styleSliders, m_selectedPresetId, m_referenceURL, m_isMagicMode);
+    // Loose media files are no cut: there is nothing to audit.
+    if (isAudit() && m_sourceKind == QLatin1String("files"))
+        return;
+    QCoro::Task<> work =
+        isAudit()         ? p.auditTimeline(*m_selectedTimeline)
+        : m_loadedProject ? p.runFromProject(*m_loadedProject, m_targetMinutes, m_styleSliders,
+                                             m_selectedPresetId, m_referenceURL, m_isMagicMode)
+                          : p.runSource(chosenSource(), m_selectedMode, m_targetMinutes, m_selectedLanguage,
+                                        m_styleSliders, m_selectedPresetId, m_referenceURL, m_isMagicMode);
     reviewWhenComplete(this, m_pipeline, std::move(work));
 }
 
@@ -307,6 +395,10 @@ void MineView::cancelMining() {
 
 void MineView::buildTimeline() {
     m_pipeline->buildTimelineFromSegmentsFile();
+}
+
+void MineView::buildMoments(const QList<StorySegment>& moments) {
+    m_pipeline->buildMoments(moments);
 }
 
 void MineView::resetFlow() {
@@ -323,6 +415,14 @@ void MineView::loadProject(int row) {
 }
 
 void MineView::onLoadProject(const SavedProject& project) {
+    // A mine of files ends saved for other editors, not built in Resolve.
+    if (project.source && project.source->kind != m_sourceKind) {
+        m_sourceKind = project.source->kind;
+        emit sourceKindChanged();
+    } else if (!project.source && !speaksResolve()) {
+        m_sourceKind = QStringLiteral("resolve");
+        emit sourceKindChanged();
+    }
     setLoadedProject(project);
     setSelectedTimelineText(project.timeline);
     setTargetMinutes(project.targetMinutes);
@@ -339,16 +439,18 @@ void MineView::onLoadProject(const SavedProject& project) {
 }
 
 void MineView::onSendToResolve(const QList<StorySegment>& segments) {
-    if (std::optional<MiningResults> results = m_pipeline->results()) {
-        double duration = 0;
-        for (const StorySegment& s : segments)
-            duration += s.endTime - s.startTime;
-        results->segments = segments;
-        results->estimatedDuration = duration;
-        m_pipeline->presentResults(std::move(results));
+    if (const std::optional<MiningResults> results = m_pipeline->results())
+        m_pipeline->presentResults(withEditedSegments(*results, segments));
+    if (speaksResolve()) {
+        // Written and built in one turn of the work queue, so no other run's files are touched.
+        m_pipeline->sendToResolve(segments);
+    } else {
+        // A mine reopened from its project was never probed in this process: measured first.
+        [](std::shared_ptr<LocalPipeline> pipeline, QList<StorySegment> story) -> QCoro::Task<> {
+            co_await probeMissing(*pipeline, pipeline->lastMediaPaths().value_or(QStringList()));
+            co_await pipeline->saveForEditors(story);
+        }(m_pipeline, segments);
     }
-    // Written and built in one turn of the work queue, so no other run's files are touched.
-    m_pipeline->sendToResolve(segments);
     advanceTo(int(MineStep::done));
 }
 

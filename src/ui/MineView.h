@@ -4,6 +4,7 @@
 // appears and gone with it; a run it started goes on without it (the pipeline is shared-owned).
 
 #include "AppServices.h"
+#include "SourceFiles.h"
 
 #include "analysis/StyleModel.h"
 #include "core/LocalPipeline.h"
@@ -67,6 +68,11 @@ class MineView : public QObject {
     Q_PROPERTY(ondrel::ResolveBridge* resolveBridge READ resolveBridge CONSTANT)
     Q_PROPERTY(ondrel::CloudProcessor* cloudProcessor READ cloudProcessor CONSTANT)
     Q_PROPERTY(ondrel::SavedProjectsModel* savedProjects READ savedProjects CONSTANT)
+    // Where the mine's media come from: "resolve" (a timeline in Resolve Studio), "files" (media
+    // files picked or dropped) or "timelineFile" (an editor's exported timeline).
+    Q_PROPERTY(QString sourceKind READ sourceKind WRITE setSourceKind NOTIFY sourceKindChanged)
+    Q_PROPERTY(bool speaksResolve READ speaksResolve NOTIFY sourceKindChanged)
+    Q_PROPERTY(ondrel::SourceFilesModel* sourceFiles READ sourceFiles CONSTANT)
 
     // The choices; "" stands for none.
     Q_PROPERTY(QString selectedTimeline READ selectedTimelineText WRITE setSelectedTimelineText NOTIFY
@@ -83,6 +89,8 @@ class MineView : public QObject {
     // -1 unanswered, 1 "Good", 0 "Needs work".
     Q_PROPERTY(int rating READ ratingValue WRITE setRatingValue NOTIFY ratingChanged)
     Q_PROPERTY(bool hasLoadedProject READ hasLoadedProject NOTIFY loadedProjectChanged)
+    // A run, audit or build of this wizard is under way or waiting for its turn.
+    Q_PROPERTY(bool isWorking READ isWorking NOTIFY isWorkingChanged)
 
     // Derived.
     Q_PROPERTY(double estimatedCredits READ estimatedCredits NOTIFY estimateChanged)
@@ -106,6 +114,13 @@ public:
     ResolveBridge* resolveBridge() const { return m_bridge.get(); }
     CloudProcessor* cloudProcessor() const { return m_cloud.get(); }
     SavedProjectsModel* savedProjects() { return &m_savedProjects; }
+    QString sourceKind() const { return m_sourceKind; }
+    void setSourceKind(const QString& kind);
+    bool speaksResolve() const { return m_sourceKind == QLatin1String("resolve"); }
+    SourceFilesModel* sourceFiles() { return &m_sourceFiles; }
+    // The name a mine of files goes by: its folder's, or its first file's folder's, with a short
+    // hash of where it lies when another saved mine of other files already has that name.
+    QString fileSourceName() const;
 
     const std::optional<QString>& selectedTimeline() const { return m_selectedTimeline; }
     QString selectedTimelineText() const { return m_selectedTimeline.value_or(QString()); }
@@ -140,15 +155,25 @@ public:
     static QVariantList languages();
     QString page() const;
 
+    bool isWorking() const;
+
     // The only way the page changes (the QML animates it).
     Q_INVOKABLE void advanceTo(int step);
-    // A tap on the step indicator: back only.
+    // A tap on the step indicator: back, or forward to a page that has something to show once
+    // nothing is under way (a finished story stays reachable from the pages before it).
     Q_INVOKABLE void tapStep(int step);
+    Q_INVOKABLE bool canTapStep(int step) const;
+    // While the user answers the cancel question the wizard stays where it is, so a run that ends
+    // meanwhile never moves the page under their pointer.
+    void setCancelQuestionOpen(bool open) { m_cancelQuestionOpen = open; }
+    bool isCancelQuestionOpen() const { return m_cancelQuestionOpen; }
     // The setup page's "Refresh": connect, and list the timelines when connected.
     Q_INVOKABLE void refreshConnection();
     Q_INVOKABLE void startMining();
     Q_INVOKABLE void cancelMining();
     Q_INVOKABLE void buildTimeline();
+    // The audit's chosen buried gold as a timeline of its own.
+    void buildMoments(const QList<StorySegment>& moments);
     Q_INVOKABLE void resetFlow();
     // A row of "RECENT MINES".
     Q_INVOKABLE void loadProject(int row);
@@ -169,10 +194,14 @@ signals:
     void loadedProjectChanged();
     void estimateChanged();
     void pageChanged();
+    void isWorkingChanged();
+    void sourceKindChanged();
 
 private:
     static QCoro::Task<> connectToResolve(std::shared_ptr<ResolveBridge> bridge);
     void refreshSavedProjects();
+    void onSourceFilesChanged();
+    MineSource chosenSource() const;
     void setLoadedProject(std::optional<SavedProject> project);
 
     std::shared_ptr<LocalPipeline> m_pipeline;
@@ -180,6 +209,8 @@ private:
     std::shared_ptr<ResolveBridge> m_bridge;
     std::unique_ptr<CloudProcessor> m_cloud;
     SavedProjectsModel m_savedProjects;
+    SourceFilesModel m_sourceFiles;
+    QString m_sourceKind = QStringLiteral("resolve");
 
     MineStep m_currentStep = MineStep::setup;
     std::optional<QString> m_selectedTimeline;
@@ -192,6 +223,7 @@ private:
     QString m_selectedLanguage = QStringLiteral("auto");
     std::optional<int> m_rating;
     std::optional<SavedProject> m_loadedProject;
+    bool m_cancelQuestionOpen = false;
 };
 
 } // namespace ondrel

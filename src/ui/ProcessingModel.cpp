@@ -44,6 +44,10 @@ QString creditsUsedText(double progress) {
     return QString::asprintf("%.1f credits used", progress);
 }
 
+ProcessingModel::~ProcessingModel() {
+    holdWizard(false);
+}
+
 ProcessingModel::ProcessingModel(QObject* parent)
     : QObject(parent) {
     m_dotsTimer.setInterval(500);
@@ -57,13 +61,66 @@ ProcessingModel::ProcessingModel(QObject* parent)
 void ProcessingModel::setWizard(MineView* wizard) {
     if (wizard == m_wizard)
         return;
-    disconnect(m_progressConnection);
+    for (const auto& c : std::as_const(m_pipelineConnections))
+        disconnect(c);
+    m_pipelineConnections.clear();
     m_wizard = wizard;
-    if (wizard)
-        m_progressConnection = connect(wizard->pipeline(), &LocalPipeline::progressChanged, this,
-                                       &ProcessingModel::creditsTextChanged);
+    if (wizard) {
+        m_pipelineConnections << connect(wizard->pipeline(), &LocalPipeline::progressChanged, this,
+                                         &ProcessingModel::creditsTextChanged);
+        m_pipelineConnections << connect(wizard, &MineView::isWorkingChanged, this, [this] {
+            // The question is moot once the work has ended: it goes, and the page says how it ended.
+            if (!outcome().isEmpty())
+                setShowCancelConfirm(false);
+            emit outcomeChanged();
+            emit titleChanged();
+        });
+    }
     emit wizardChanged();
     emit creditsTextChanged();
+    emit outcomeChanged();
+    emit titleChanged();
+}
+
+QString ProcessingModel::outcome() const {
+    if (!m_wizard || m_wizard->isWorking())
+        return {};
+    const LocalPipeline& p = *m_wizard->pipeline();
+    if (p.step() == PipelineStep::error)
+        return QStringLiteral("failed");
+    const bool finished = m_wizard->isAudit() ? p.auditReport().has_value() : p.results().has_value();
+    return p.step() == PipelineStep::complete || finished ? QStringLiteral("complete") : QString();
+}
+
+QString ProcessingModel::title() const {
+    const QString ended = outcome();
+    const bool audit = m_wizard && m_wizard->isAudit();
+    if (ended == QLatin1String("complete"))
+        return audit ? QStringLiteral("Audit complete") : QStringLiteral("Mining complete");
+    if (ended == QLatin1String("failed"))
+        return audit ? QStringLiteral("The audit stopped") : QStringLiteral("Mining stopped");
+    return QStringLiteral("Mining in progress") + m_dots;
+}
+
+QString ProcessingModel::nextText() const {
+    const QString ended = outcome();
+    const bool audit = m_wizard && m_wizard->isAudit();
+    if (ended == QLatin1String("complete"))
+        return audit ? QStringLiteral("See the audit →") : QStringLiteral("Review the story →");
+    if (ended == QLatin1String("failed"))
+        return audit ? QStringLiteral("← Back to Setup") : QStringLiteral("← Back to Style");
+    return {};
+}
+
+void ProcessingModel::goOn() {
+    const QString ended = outcome();
+    if (!m_wizard || ended.isEmpty())
+        return;
+    holdWizard(false);
+    if (ended == QLatin1String("complete"))
+        m_wizard->advanceTo(int(MineStep::review));
+    else
+        m_wizard->advanceTo(int(m_wizard->isAudit() ? MineStep::setup : MineStep::style));
 }
 
 QString ProcessingModel::creditsText() const {
@@ -77,6 +134,8 @@ QString ProcessingModel::waitingText() {
 void ProcessingModel::tickDots() {
     m_dots = nextDots(m_dots);
     emit dotsChanged();
+    if (outcome().isEmpty())
+        emit titleChanged();
 }
 
 void ProcessingModel::tickFact() {
@@ -91,17 +150,32 @@ void ProcessingModel::setShowCancelConfirm(bool on) {
     emit showCancelConfirmChanged();
 }
 
+// The wizard holds still from the question until the user's next choice on this page, also when
+// the work ends meanwhile and the question goes by itself: the page then says how it ended, and
+// nothing moves under the pointer that was on its way to the question's buttons.
+void ProcessingModel::holdWizard(bool hold) {
+    if (m_wizard)
+        m_wizard->setCancelQuestionOpen(hold);
+}
+
 void ProcessingModel::askCancel() {
+    // Nothing to cancel once the work has ended.
+    if (!outcome().isEmpty())
+        return;
+    holdWizard(true);
     setShowCancelConfirm(true);
 }
 
 void ProcessingModel::keepMining() {
     setShowCancelConfirm(false);
+    holdWizard(false);
 }
 
 void ProcessingModel::confirmCancel() {
     setShowCancelConfirm(false);
-    if (m_wizard)
+    holdWizard(false);
+    // The work may have ended while the question was up: then there is nothing left to cancel.
+    if (m_wizard && outcome().isEmpty())
         m_wizard->cancelMining();
 }
 

@@ -27,7 +27,11 @@ class ProcessingModel : public QObject {
     QML_ELEMENT
     Q_PROPERTY(ondrel::MineView* wizard READ wizard WRITE setWizard NOTIFY wizardChanged)
     Q_PROPERTY(QString dots READ dots NOTIFY dotsChanged)
-    Q_PROPERTY(QString title READ title NOTIFY dotsChanged)
+    Q_PROPERTY(QString title READ title NOTIFY titleChanged)
+    // "" while the work goes on (or waits for its turn), "complete" or "failed" once it has ended.
+    Q_PROPERTY(QString outcome READ outcome NOTIFY outcomeChanged)
+    // The page's way on once the work has ended: on to the story, or back to try again.
+    Q_PROPERTY(QString nextText READ nextText NOTIFY outcomeChanged)
     Q_PROPERTY(int currentFact READ currentFact NOTIFY currentFactChanged)
     Q_PROPERTY(QString factText READ factText NOTIFY currentFactChanged)
     Q_PROPERTY(QString creditsText READ creditsText NOTIFY creditsTextChanged)
@@ -36,11 +40,14 @@ class ProcessingModel : public QObject {
 
 public:
     explicit ProcessingModel(QObject* parent = nullptr);
+    ~ProcessingModel() override;
 
     MineView* wizard() const { return m_wizard; }
     void setWizard(MineView* wizard);
     QString dots() const { return m_dots; }
-    QString title() const { return QStringLiteral("Mining in progress") + m_dots; }
+    QString title() const;
+    QString outcome() const;
+    QString nextText() const;
     int currentFact() const { return m_currentFact; }
     QString factText() const { return FUN_FACTS().at(m_currentFact); }
     QString creditsText() const;
@@ -54,6 +61,9 @@ public:
     Q_INVOKABLE void tickDots();
     Q_INVOKABLE void tickFact();
 
+    // After the end: on to the review (or the audit), or back to where the work was started.
+    Q_INVOKABLE void goOn();
+
     Q_INVOKABLE void askCancel();
     // "Keep Mining": the question goes, the run was never touched.
     Q_INVOKABLE void keepMining();
@@ -65,12 +75,15 @@ signals:
     void currentFactChanged();
     void creditsTextChanged();
     void showCancelConfirmChanged();
+    void titleChanged();
+    void outcomeChanged();
 
 private:
     void setShowCancelConfirm(bool on);
+    void holdWizard(bool hold);
 
     QPointer<MineView> m_wizard;
-    QMetaObject::Connection m_progressConnection;
+    QList<QMetaObject::Connection> m_pipelineConnections;
     QString m_dots;
     int m_currentFact = 0;
     bool m_showCancelConfirm = false;

@@ -35,6 +35,9 @@ void SetupPageModel::setWizard(MineView* wizard) {
             connect(wizard, &MineView::selectedLanguageChanged, this, &SetupPageModel::languageChanged),
             connect(wizard, &MineView::targetMinutesChanged, this, &SetupPageModel::targetChanged),
             connect(wizard, &MineView::selectedModeChanged, this, &SetupPageModel::modeChanged),
+            connect(wizard, &MineView::selectedModeChanged, this, &SetupPageModel::selectionChanged),
+            connect(wizard, &MineView::sourceKindChanged, this, &SetupPageModel::selectionChanged),
+            connect(bridge, &ResolveBridge::isConnectedChanged, this, &SetupPageModel::selectionChanged),
         };
     }
     emit wizardChanged();
@@ -108,6 +111,25 @@ QString SetupPageModel::mainActionText() const {
     return m_wizard && m_wizard->isAudit() ? QStringLiteral("Start Audit") : QStringLiteral("Choose Style");
 }
 
+bool SetupPageModel::canContinue() const {
+    return hasTimeline() && blockedText().isEmpty();
+}
+
+QString SetupPageModel::blockedText() const {
+    if (m_wizard && m_wizard->isAudit() && m_wizard->sourceKind() == QLatin1String("files"))
+        return QStringLiteral(
+            "An audit reads a cut: choose a Resolve timeline or an editor's timeline file.");
+    return {};
+}
+
+bool SetupPageModel::showsForm() const {
+    if (!m_wizard)
+        return false;
+    if (m_wizard->speaksResolve())
+        return isConnected();
+    return hasTimeline();
+}
+
 void SetupPageModel::chooseTimeline(int index) {
     const QStringList options = timelineOptions();
     if (!m_wizard || index < 0 || index >= options.size())
@@ -121,7 +143,7 @@ void SetupPageModel::chooseLanguage(int index) {
 }
 
 void SetupPageModel::next() {
-    if (!hasTimeline())
+    if (!canContinue())
         return;
     if (m_wizard->isAudit()) {
         m_wizard->advanceTo(int(MineStep::mining));

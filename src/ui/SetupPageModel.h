@@ -46,7 +46,11 @@ class SetupPageModel : public QObject {
     Q_PROPERTY(int maxTargetMinutes READ maxTargetMinutes CONSTANT)
     Q_PROPERTY(QString maxTargetText READ maxTargetText CONSTANT)
     Q_PROPERTY(QString mainActionText READ mainActionText NOTIFY modeChanged)
-    Q_PROPERTY(bool canContinue READ hasTimeline NOTIFY selectionChanged)
+    Q_PROPERTY(bool canContinue READ canContinue NOTIFY selectionChanged)
+    // Why the way on is closed when a source is chosen but can't be used as asked.
+    Q_PROPERTY(QString blockedText READ blockedText NOTIFY selectionChanged)
+    // The mode, language and length are asked once there is a source to mine.
+    Q_PROPERTY(bool showsForm READ showsForm NOTIFY selectionChanged)
 
 public:
     static QString noTimelineText() { return QStringLiteral("Select a timeline…"); }
@@ -71,6 +75,9 @@ public:
     int languageIndex() const;
     QString targetText() const;
     QString mainActionText() const;
+    bool canContinue() const;
+    QString blockedText() const;
+    bool showsForm() const;
 
     // An entry of the timeline menu; the first stands for none.
     Q_INVOKABLE void chooseTimeline(int index);

@@ -73,8 +73,10 @@ Theme::Theme(QObject* parent)
     , m_subtleGradient{white(0.1), white(0.02)}
     , m_glassGradient{white(0.15), white(0.05)}
     // Close to the platform's system faces, from Debian's packages; the toolkit's default else.
-    , m_fontFamily(firstInstalled({QStringLiteral("Inter"), QFontDatabase::systemFont(QFontDatabase::GeneralFont).family()}))
-    , m_monoFamily(firstInstalled({QStringLiteral("JetBrains Mono"), QFontDatabase::systemFont(QFontDatabase::FixedFont).family()})) {}
+    , m_fontFamily(firstInstalled(
+          {QStringLiteral("Inter"), QFontDatabase::systemFont(QFontDatabase::GeneralFont).family()}))
+    , m_monoFamily(firstInstalled({QStringLiteral("JetBrains Mono"),
+                                   QFontDatabase::systemFont(QFontDatabase::FixedFont).family()})) {}
 
 QVariantList Theme::stepGradient(int index) {
     static const char* pairs[6][2] = {{"e8440a", "FF6B35"}, {"5E5CE6", "BF5AF2"}, {"30D158", "63E6BE"},
@@ -95,16 +97,21 @@ QFont Theme::font(const QString& style, int size, const QString& weight) const {
         QFont::Weight weight;
     };
     static const QHash<QString, Style> styles = {
-        {QStringLiteral("largeTitle"), {32, QFont::Bold}},  {QStringLiteral("title"), {24, QFont::DemiBold}},
-        {QStringLiteral("title2"), {20, QFont::DemiBold}},  {QStringLiteral("headline"), {15, QFont::DemiBold}},
-        {QStringLiteral("body"), {13, QFont::Normal}},      {QStringLiteral("callout"), {14, QFont::Normal}},
-        {QStringLiteral("subheadline"), {12, QFont::Normal}}, {QStringLiteral("caption"), {11, QFont::Normal}},
-        {QStringLiteral("caption2"), {10, QFont::Normal}},  {QStringLiteral("mono"), {11, QFont::Normal}},
+        {QStringLiteral("largeTitle"), {32, QFont::Bold}},
+        {QStringLiteral("title"), {24, QFont::DemiBold}},
+        {QStringLiteral("title2"), {20, QFont::DemiBold}},
+        {QStringLiteral("headline"), {15, QFont::DemiBold}},
+        {QStringLiteral("body"), {13, QFont::Normal}},
+        {QStringLiteral("callout"), {14, QFont::Normal}},
+        {QStringLiteral("subheadline"), {12, QFont::Normal}},
+        {QStringLiteral("caption"), {11, QFont::Normal}},
+        {QStringLiteral("caption2"), {10, QFont::Normal}},
+        {QStringLiteral("mono"), {11, QFont::Normal}},
     };
     static const QHash<QString, QFont::Weight> weights = {{QStringLiteral("regular"), QFont::Normal},
-                                                         {QStringLiteral("medium"), QFont::Medium},
-                                                         {QStringLiteral("semibold"), QFont::DemiBold},
-                                                         {QStringLiteral("bold"), QFont::Bold}};
+                                                          {QStringLiteral("medium"), QFont::Medium},
+                                                          {QStringLiteral("semibold"), QFont::DemiBold},
+                                                          {QStringLiteral("bold"), QFont::Bold}};
     const Style s = styles.value(style, styles.value(QStringLiteral("body")));
     QFont f(style == QLatin1String("mono") ? m_monoFamily : m_fontFamily);
     f.setPixelSize(size > 0 ? size : s.size);

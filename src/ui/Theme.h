@@ -19,7 +19,7 @@ class Theme : public QObject {
     QML_ELEMENT
     QML_SINGLETON
 
-Q_PROPERTY(QColor background MEMBER m_background CONSTANT)
+    Q_PROPERTY(QColor background MEMBER m_background CONSTANT)
     Q_PROPERTY(QColor foreground MEMBER m_foreground CONSTANT)
     Q_PROPERTY(QColor accent MEMBER m_accent CONSTANT)
     Q_PROPERTY(QColor accentHover MEMBER m_accentHover CONSTANT)
@@ -55,7 +55,7 @@ Q_PROPERTY(QColor background MEMBER m_background CONSTANT)
     Q_PROPERTY(QString fontFamily MEMBER m_fontFamily CONSTANT)
     Q_PROPERTY(QString monoFamily MEMBER m_monoFamily CONSTANT)
 
-Q_PROPERTY(int spacing2 MEMBER m_spacing2 CONSTANT)
+    Q_PROPERTY(int spacing2 MEMBER m_spacing2 CONSTANT)
     Q_PROPERTY(int spacing4 MEMBER m_spacing4 CONSTANT)
     Q_PROPERTY(int spacing6 MEMBER m_spacing6 CONSTANT)
     Q_PROPERTY(int spacing8 MEMBER m_spacing8 CONSTANT)

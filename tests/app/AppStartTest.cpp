@@ -4,6 +4,7 @@
 
 #include <QElapsedTimer>
 #include <QEventLoop>
+#include <QFile>
 #include <QLocalSocket>
 #include <QProcess>
 #include <QTimer>
@@ -11,6 +12,8 @@
 #include <functional>
 
 #include <gtest/gtest.h>
+
+#include <sys/stat.h>
 
 namespace {
 
@@ -74,7 +77,7 @@ bool waitUntil(const std::function<bool()>& done, int ms = 20000) {
 } // namespace
 
 // The browser opens "ondrel-manager://callback?token=..." with a new process; it hands the URL to
-// the running application, which signs in, and exits.
+// the running application over a socket in the user's runtime folder, says so, and exits.
 TEST(AppStart, ASecondLaunchHandsItsSignInToTheRunningOne) {
     ondrel::test::TestHome home;
     ondrel::test::FakeHttpServer service;
@@ -84,8 +87,7 @@ TEST(AppStart, ASecondLaunchHandsItsSignInToTheRunningOne) {
     env.insert("QT_QPA_PLATFORM", "offscreen");
     env.insert("QT_QUICK_BACKEND", "software");
     env.insert("ONDREL_API_URL", service.baseUrl());
-    const QString socket = "ondrel-test-" + QString::number(QCoreApplication::applicationPid());
-    env.insert("ONDREL_INSTANCE_SOCKET", socket);
+    const QString socket = home.runtimeDir() + "/ondrel-manager.socket";
 
     QProcess first;
     first.setProcessEnvironment(env);
@@ -95,22 +97,43 @@ TEST(AppStart, ASecondLaunchHandsItsSignInToTheRunningOne) {
         probe.connectToServer(socket);
         return probe.waitForConnected(100);
     }));
+    struct stat info {};
+    ASSERT_EQ(::stat(QFile::encodeName(socket).constData(), &info), 0);
+    EXPECT_EQ(info.st_mode & 077, 0u) << "the socket opens to its user only";
 
     auto launch = [&](const QStringList& args) {
         QProcess second;
         second.setProcessEnvironment(env);
         second.start(QStringLiteral(ONDREL_APP_BINARY), args);
         waitUntil([&] { return second.state() == QProcess::NotRunning; });
-        return second.exitStatus() == QProcess::NormalExit ? second.exitCode() : -1;
+        AppRun r;
+        r.exitCode = second.exitStatus() == QProcess::NormalExit ? second.exitCode() : -1;
+        r.err = second.readAllStandardError();
+        return r;
     };
-    EXPECT_EQ(launch({"ondrel-manager://callback?token=T"}), 0);
+    const QByteArray handedOver = "Ondrel Manager is already running; handed over to it.\n";
+    AppRun r = launch({"ondrel-manager://callback?token=T"});
+    EXPECT_EQ(r.exitCode, 0);
+    EXPECT_EQ(r.err, handedOver);
     const QString tokenFile = home.path() + "/.ondrel/token.json";
     EXPECT_TRUE(waitUntil([&] { return ondrel::test::readFile(tokenFile).contains("\"T\""); }));
     ASSERT_FALSE(service.requestsTo("/api/v1/me").isEmpty());
     EXPECT_EQ(service.requestsTo("/api/v1/me").last().header("authorization"), "Bearer T");
-    EXPECT_EQ(launch({}), 0) << "a plain second launch only shows the running window";
+    r = launch({});
+    EXPECT_EQ(r.exitCode, 0) << "a plain second launch only shows the running window";
+    EXPECT_EQ(r.err, handedOver);
+
+    // A launch that must not hand over ends with its reason, and a script can ask beforehand.
+    r = launch({"--no-hand-off", "ondrel-manager://callback?token=U"});
+    EXPECT_EQ(r.exitCode, 1);
+    EXPECT_EQ(r.err,
+              "Ondrel Manager is already running, and --no-hand-off keeps this launch from handing over "
+              "to it: quit it first.\n");
+    EXPECT_FALSE(ondrel::test::readFile(tokenFile).contains("\"U\""));
+    EXPECT_EQ(launch({"--is-running"}).exitCode, 0);
     EXPECT_EQ(first.state(), QProcess::Running);
 
     first.terminate();
     EXPECT_TRUE(waitUntil([&] { return first.state() == QProcess::NotRunning; }));
+    EXPECT_EQ(launch({"--is-running"}).exitCode, 1);
 }

@@ -11,9 +11,11 @@
 #include <QFileInfo>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QLocalServer>
 #include <QProcess>
 #include <QRegularExpression>
 #include <QTcpSocket>
+#include <QTemporaryDir>
 
 #include <gtest/gtest.h>
 
@@ -155,4 +157,30 @@ TEST(Demo, ClosingTheWindowStopsEveryStandIn) {
     const auto h = home.match(out);
     ASSERT_TRUE(h.hasMatch()) << out.toStdString();
     EXPECT_FALSE(QFileInfo::exists(h.captured(1)));
+}
+
+// With Ondrel Manager already on the socket, the browser's sign-in would reach that window and the
+// demo's launch would only hand over: the demo says so and starts nothing, not even its media.
+TEST(Demo, RefusesToStartBesideARunningInstance) {
+    QTemporaryDir tmp;
+    const QString socket = tmp.path() + "/instance.socket";
+    QLocalServer running;
+    running.setSocketOptions(QLocalServer::UserAccessOption);
+    ASSERT_TRUE(running.listen(socket));
+    QProcess demo;
+    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+    env.insert("QT_QPA_PLATFORM", "offscreen");
+    env.insert("ONDREL_APP", ONDREL_APP_BINARY);
+    env.insert("ONDREL_DEMO_MEDIA", tmp.path() + "/media");
+    env.insert("ONDREL_INSTANCE_SOCKET", socket);
+    // Should the demo start all the same, it ends by itself and takes its stand-ins with it.
+    env.insert("ONDREL_QUIT_AFTER_MS", "1500");
+    demo.setProcessEnvironment(env);
+    demo.start("bash", {ONDREL_SOURCE_DIR "/scripts/demo.sh"});
+    ASSERT_TRUE(demo.waitForFinished(120000));
+    EXPECT_EQ(demo.exitCode(), 1);
+    EXPECT_TRUE(demo.readAllStandardError().startsWith(
+        "Ondrel Manager is already running, so the demo does not start"));
+    EXPECT_EQ(demo.readAllStandardOutput(), "") << "no token, no stand-ins";
+    EXPECT_FALSE(QFileInfo::exists(tmp.path() + "/media"));
 }

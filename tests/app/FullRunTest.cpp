@@ -214,7 +214,7 @@ f.write(sys.argv[2], f.state(clips=[], timelines=[]))
     for (const QString& name : names + QStringList{"Cut 1"}) { // once more: the same folder again
         auto pipeline = makePipeline(env);
         SavedProject project{name, 1700000000, "es", {home.path() + "/media/a.wav"}, {{2, 9, "hola a todos"}},
-                             {},   {},         5};
+                             {},   {},         5, {}};
         QCoro::waitFor(pipeline->runFromProject(project, 5, {}, std::nullopt, "", false));
         ASSERT_EQ(pipeline->step(), PipelineStep::complete) << name.toStdString();
         const QString dir = *pipeline->lastExportDir();

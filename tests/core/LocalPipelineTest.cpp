@@ -2,6 +2,8 @@
 #include "core/LocalPipeline.h"
 #include "support/TestEnv.h"
 
+#include <QDir>
+
 #include <QCoroTask>
 
 #include <gtest/gtest.h>
@@ -110,6 +112,12 @@ struct Script {
                                const std::optional<MiningResults>& results, const std::optional<QString>&,
                                double) { hook(p, results ? "project" : "transcribed project"); };
         s.writeSegmentsJson = [this](LocalPipeline& p, const MiningResults&) { hook(p, "segments"); };
+        s.saveForEditors = [this](LocalPipeline& p, QString, QList<StorySegment>,
+                                  HandOffFiles) -> QCoro::Task<HandOffOutcome> {
+            hook(p, "handOff");
+            co_return HandOffOutcome{
+                {}, {"story_edit.fcpxml", "story_edit.xml", "story_edit.otio", "story_edit.edl"}, {}, {}};
+        };
         s.buildTimelineFromSegmentsFile = [this](LocalPipeline& p) -> QCoro::Task<void> {
             hook(p, "build");
             p.log("Building timeline in Resolve...");
@@ -317,8 +325,8 @@ TEST_F(PipelineRun, CancelStopsTheRunAndNothingOfItFollows) {
                 progressAtCancel = p.progress();
             };
             if (c.fromProject)
-                QCoro::waitFor(pipeline.runFromProject({"Cut", 1, "en", {}, {{0, 1, "x"}}, {}, {}, 1}, 3, {},
-                                                       std::nullopt, "", false));
+                QCoro::waitFor(pipeline.runFromProject({"Cut", 1, "en", {}, {{0, 1, "x"}}, {}, {}, 1, {}}, 3,
+                                                       {}, std::nullopt, "", false));
             else
                 run();
             EXPECT_EQ(script.calls.last(), c.step); // no write, no build after it
@@ -383,8 +391,8 @@ TEST_F(PipelineRun, EmptyTranscriptsAndEmptyStoriesEndBeforeTheyCostOrOverwrite)
         script.install(pipeline.steps());
         c.change(script);
         if (c.fromEmptyProject)
-            QCoro::waitFor(pipeline.runFromProject({"Cut", 1, "en", {"/m/a.wav"}, {}, story(), {}, 5}, 3, {},
-                                                   std::nullopt, "", false));
+            QCoro::waitFor(pipeline.runFromProject({"Cut", 1, "en", {"/m/a.wav"}, {}, story(), {}, 5, {}}, 3,
+                                                   {}, std::nullopt, "", false));
         else
             run();
         EXPECT_EQ(pipeline.step(), PipelineStep::error);
@@ -430,8 +438,8 @@ TEST_F(PipelineRun, ResetKeepsMediaProbesAndBuildResult) {
 }
 
 TEST_F(PipelineRun, RemineFromSavedProject) {
-    SavedProject project{"Cut \"A\"", 1700000000, "es", {"/m/a.wav"}, {{0, 2, "hola"}, {2, 3, "bien"}},
-                         {},          {},         4};
+    SavedProject project{"Cut \"A\"", 1700000000, "es", {"/m/a.wav"}, {{0, 2, "hola"}, {2, 3, "bien"}}, {},
+                         {},          4,          {}};
     script.words = {{0, {{"hola", 0, 1}}}};
     QCoro::waitFor(pipeline.runFromProject(project, 3, {}, QStringLiteral("warm"), "", false));
     EXPECT_EQ(lines(), (QList<Line>{
@@ -451,4 +459,46 @@ TEST_F(PipelineRun, RemineFromSavedProject) {
     EXPECT_FALSE(script.calls.contains("media"));
     EXPECT_FALSE(script.calls.contains("probe"));
     EXPECT_EQ(pipeline.lastMediaPaths(), QStringList{"/m/a.wav"});
+}
+
+// Media files instead of a Resolve timeline: the files are read (one gone), nothing speaks of
+// Resolve, and the story ends saved for other editors instead of built.
+TEST_F(PipelineRun, AFileSourceReadsItsFilesAndEndsSavedForEditors) {
+    const QString a = home.path() + "/media/a.wav";
+    const QString b = home.path() + "/media/b.mov";
+    QDir().mkpath(home.path() + "/media");
+    for (const QString& file : {a, b})
+        test::writeFile(file, "x");
+    const MineSource source{
+        "media", ProjectSource{"files", home.path() + "/media"}, {a, home.path() + "/media/gone.wav", b}};
+    QStringList captions;
+    QObject::connect(&pipeline, &LocalPipeline::stepChanged, [&] { captions << pipeline.stepCaption(); });
+    QCoro::waitFor(pipeline.runSource(source, MiningMode::fullMine, 10, "auto", {}, std::nullopt, "", false));
+
+    const QList<Line> got = lines();
+    EXPECT_EQ(got.mid(0, 6), (QList<Line>{{"$ ondrel mine --mode full-mine", "dim"},
+                                          {"📂 Reading 3 media files...", "muted"},
+                                          {"  ✗ gone.wav — not found", "accent"},
+                                          {"✓ Read 2 of 3 media files", "green"},
+                                          {"  → a.wav", "dim"},
+                                          {"  → b.mov", "dim"}}));
+    EXPECT_EQ(got.mid(got.size() - 3),
+              (QList<Line>{{"Saving the story for your editor...", "muted"},
+                           {"✓ Story saved for your editor: story_edit.fcpxml, .xml, .otio, .edl", "green"},
+                           {"✓ Complete — we found gems!", "green"}}));
+    for (const Line& line : got)
+        EXPECT_FALSE(line.text.contains("Resolve")) << line.text.toStdString();
+    EXPECT_TRUE(captions.contains("Reading media files...") &&
+                captions.contains("Saving for your editor..."));
+    EXPECT_FALSE(captions.contains("Connecting to Resolve..."));
+    EXPECT_FALSE(script.calls.contains("media") || script.calls.contains("build"));
+    EXPECT_EQ(pipeline.lastMediaPaths(), (QStringList{a, b}));
+    EXPECT_EQ(pipeline.buildResult(), "✓ Story saved for your editor: story_edit.fcpxml, .xml, .otio, .edl");
+    EXPECT_EQ(pipeline.step(), PipelineStep::complete);
+
+    // None readable: the run ends where Resolve's would have found no media.
+    pipeline.reset();
+    QCoro::waitFor(pipeline.runSource({"media", ProjectSource{"files", {}}, {home.path() + "/none.wav"}},
+                                      MiningMode::fullMine, 10, "auto", {}, std::nullopt, "", false));
+    EXPECT_EQ(pipeline.errorMessage(), "Could not read the media files");
 }

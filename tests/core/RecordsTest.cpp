@@ -132,7 +132,7 @@ TEST(RecordIds, FormedFromShortestDecimals) {
         {GoldMoment{1e16, 0.00001, "", "", 1}.id(), "1e+16-1e-05"},
         {GoldMoment{123456.75, -0.5, "", "", 1}.id(), "123456.75--0.5"},
         {Act{"Opening", {}}.id(), "Opening"},
-        {SavedProject{"Cut 1", 1700000000.9, "en", {}, {}, {}, {}, 5}.id(), "Cut 1_1700000000"},
+        {SavedProject{"Cut 1", 1700000000.9, "en", {}, {}, {}, {}, 5, {}}.id(), "Cut 1_1700000000"},
     };
     for (const auto& c : cases)
         EXPECT_EQ(c.id, QString::fromUtf8(c.expected));

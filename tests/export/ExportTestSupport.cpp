@@ -3,7 +3,6 @@
 #include "core/Platform.h"
 
 #include <QProcess>
-#include <QXmlStreamReader>
 
 namespace ondrel::test {
 
@@ -17,14 +16,6 @@ std::optional<qsizetype> ffmpegCueCount(const QString& srtPath) {
     for (const QByteArray& line : probe.readAllStandardOutput().split('\n'))
         cues += !line.trimmed().isEmpty();
     return cues;
-}
-
-QString xmlProblem(const QString& text) {
-    QXmlStreamReader reader(text);
-    while (!reader.atEnd())
-        reader.readNext();
-    return reader.hasError() ? QStringLiteral("line %1: ").arg(reader.lineNumber()) + reader.errorString()
-                             : QString();
 }
 
 } // namespace ondrel::test

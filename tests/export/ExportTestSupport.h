@@ -1,6 +1,6 @@
 #pragma once
-// Shared pieces of the export tests: a segment in one line, and reading exports back with
-// outside parsers (ffmpeg's SRT demuxer through ffprobe, an XML stream reader).
+// Shared pieces of the export tests: a segment in one line, and reading an SRT back with ffmpeg's
+// SRT demuxer through ffprobe.
 
 #include "core/Records.h"
 
@@ -18,8 +18,5 @@ inline StorySegment seg(double start, double end, QString clip, QString transcri
 
 // How many cues ffmpeg reads from an SRT file; absent when it could not parse it.
 std::optional<qsizetype> ffmpegCueCount(const QString& srtPath);
-
-// Empty when the text is well-formed XML, otherwise the parser's complaint and its line.
-QString xmlProblem(const QString& text);
 
 } // namespace ondrel::test

@@ -184,6 +184,8 @@ TEST(BuildTimeline, MarksTheFirstClipOfEachNewChapter) {
     // another is new again; an empty one continues; one with no clip at all has no marker.
     EXPECT_EQ(expectedMarkers(t), (QList<ReadMarker>{{"Childhood", 0}, {"War", 72}, {"Childhood", 96}}));
     EXPECT_EQ(t.skippedMoments, (QList<qint64>{3, 7}));
+    // Each event knows the moment it holds, past the skipped ones.
+    EXPECT_EQ(t.eventMoments, (QList<qsizetype>{0, 1, 2, 4, 5, 6}));
 }
 
 TEST(BuildTimeline, GivesEachFileItsTracksAndADistinctReel) {

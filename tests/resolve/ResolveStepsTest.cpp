@@ -1,9 +1,11 @@
 // The two timeline programs, run for real against the fake Resolve.
 #include "resolve/ResolveSteps.h"
+#include "support/SrtCards.h"
 #include "support/TestEnv.h"
 
 #include <QCoroTask>
 #include <QDir>
+#include <QRegularExpression>
 
 #include <gtest/gtest.h>
 
@@ -87,7 +89,69 @@ public:
         return subs.size() == 1 ? QString::fromUtf8(readFile(home.paths().cacheDir + "/" + subs[0]))
                                 : QString();
     }
+
+    // Builds the moments from one long clip, each cut from its own stretch of it, and checks the
+    // SRT the program wrote against where each placed moment landed on the new timeline.
+    // `refused` names the moments Resolve will not place.
+    QStringList srtProblems(const QList<StorySegment>& segs, const QList<qsizetype>& refused, QString* srt) {
+        QList<qsizetype> placed;
+        for (qsizetype i = 0; i < segs.size(); ++i)
+            if (!refused.contains(i))
+                placed << i;
+        for (const QString& old : QDir(home.paths().cacheDir).entryList({"subs_*.srt"}))
+            QFile::remove(home.paths().cacheDir + "/" + old);
+        setState(resolveState(media, {{"a.wav", "01:00:00:00", "Audio"}}));
+        writeSegments(segs);
+        QCoro::waitFor(buildTimelineFromSegmentsFile(pipeline));
+        *srt = srtWritten();
+
+        const Json tl = timeline();
+        const Json& items = tl["tracks"]["audio"][0];
+        if (items.size() != size_t(placed.size()))
+            return {QStringLiteral("%1 clips on the timeline, not %2").arg(items.size()).arg(placed.size())};
+        static const QRegularExpression blanks(QStringLiteral("\\s+"));
+        const double startFrame = tl["startFrame"];
+        QList<test::SrtMoment> moments;
+        for (qsizetype k = 0; k < placed.size(); ++k) {
+            const StorySegment& s = segs[placed[k]];
+            const QString& text = s.translation.isEmpty() ? s.transcript : s.translation;
+            const double from = (items[k]["start"].get<double>() - startFrame) / 24.0;
+            const double to = (items[k]["end"].get<double>() - startFrame) / 24.0;
+            moments.push_back(
+                {test::srtMillis(from), test::srtMillis(to), text.split(blanks, Qt::SkipEmptyParts)});
+        }
+        QString error;
+        const auto cards = test::readSrt(*srt, &error);
+        if (!cards)
+            return {error};
+        return test::cardProblems(*cards, moments);
+    }
 };
+
+const QString kMarks[] = {",", ".", ";", ":", "—", "...", "!"};
+
+QString momentText(int words, bool punctuated) {
+    QStringList out;
+    for (int i = 1; i <= words; ++i)
+        out << QStringLiteral("w%1").arg(i) + (punctuated ? kMarks[i % std::size(kMarks)] : QString());
+    return out.join(u' ');
+}
+
+// Moments of every length given with 1, 2, 3 and 40 words, plain and punctuated, each cut from
+// its own stretch of the clip; with `transcriptOnly` the text is the transcript, with no translation.
+QList<StorySegment> momentsOf(const QList<double>& lengths, bool transcriptOnly = false) {
+    QList<StorySegment> out;
+    for (const double length : lengths)
+        for (const int n : {1, 2, 3, 40})
+            for (const bool punctuated : {false, true}) {
+                const double start = 10 + 45.0 * double(out.size());
+                const QString text = momentText(n, punctuated);
+                out.push_back({qint64(out.size() + 1), start, start + length, "a.wav",
+                               transcriptOnly ? text : QStringLiteral("x"), transcriptOnly ? QString() : text,
+                               std::nullopt});
+            }
+    return out;
+}
 
 } // namespace
 
@@ -133,8 +197,8 @@ TEST_F(TimelineBuild, FullBuildPlacesMomentsMarksChaptersAndWritesCards) {
 
     const Json tl = timeline();
     // The locale's short time, never with seconds; then the program's own 12-hour form.
-    EXPECT_TRUE(QString::fromStdString(tl["name"]).startsWith("Ondrel Build — " + shortTimeOfDay(QTime(15, 45)) +
-                                                              " — "));
+    EXPECT_TRUE(QString::fromStdString(tl["name"])
+                    .startsWith("Ondrel Build — " + shortTimeOfDay(QTime(15, 45)) + " — "));
     const Json& items = tl["tracks"]["audio"][0];
     ASSERT_EQ(items.size(), 3u);
     // In/Out from the file-relative times: b.wav 10-30 s, a.wav 10-13 s, the last moment in the last clip.
@@ -172,6 +236,87 @@ TEST_F(TimelineBuild, FullBuildPlacesMomentsMarksChaptersAndWritesCards) {
     EXPECT_EQ(readFile(home.paths().exportsDir + "/B cut/subtitles.srt"), "old");
     EXPECT_TRUE(
         QString::fromUtf8(readFile(home.paths().cacheDir + "/build_output.txt")).startsWith("STDOUT:\nLOG:"));
+}
+
+TEST_F(TimelineBuild, EveryWordShowsInOrderInsideItsMoment) {
+    const QList<StorySegment> unplaced = {
+        segment(1, 10, 13, "a.wav", "First words here."),
+        segment(2, 60, 59, "a.wav", "Backwards, so Resolve refuses it."), // Out before In
+        {3, 100, 120, "a.wav", "t", momentText(40, true), std::nullopt},
+    };
+    const struct {
+        const char* what;
+        QList<StorySegment> segments;
+        QList<qsizetype> refused;
+    } cases[] = {
+        {"short moments", momentsOf({0.5, 0.7, 1.0, 1.3, 1.6, 1.9}), {}},
+        {"3, 20 and 40 s moments", momentsOf({3, 20, 40}), {}},
+        {"moments without a translation show their transcript", momentsOf({0.8, 3, 20}, true), {}},
+        {"a moment Resolve could not place takes no other moment's place", unplaced, {1}},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.what);
+        QString srt;
+        const QStringList problems = srtProblems(c.segments, c.refused, &srt);
+        EXPECT_TRUE(problems.isEmpty()) << problems.join(u'\n').toStdString() << "\n" << srt.toStdString();
+    }
+}
+
+TEST_F(TimelineBuild, TheDemosLastWordsStayOnTheLastCard) {
+    // Found in the demo: the punctuation breaks made a fourth card where three were planned, past
+    // the moment's end, and it vanished with "to my children."
+    const QList<StorySegment> segs = {
+        segment(1, 400, 409, "a.wav",
+                "I would tell him he was right. That the sea gave us nothing, it lent us everything. "
+                "And that I am giving it back, little by little, to my children.")};
+    QString srt;
+    EXPECT_EQ(srtProblems(segs, {}, &srt), QStringList());
+    EXPECT_EQ(srt, QString::fromUtf8("1\n00:00:00,000 --> 00:00:03,013\nI would tell him he was right.\n\n"
+                                     "2\n00:00:03,013 --> 00:00:06,027\n"
+                                     "That the sea gave us nothing, it lent us everything.\n\n"
+                                     "3\n00:00:06,027 --> 00:00:09,041\n"
+                                     "And that I am giving it back, little by little, to my children.\n"));
+}
+
+// The subtitles follow the timeline's own rate: a camera file at 25 fps among 24 fps sound must not
+// make the cards of a 24 fps timeline run short (found in the demo: 5 s late after two minutes).
+TEST_F(TimelineBuild, SubtitlesKeepToTheTimelinesRateWhateverTheFilesRates) {
+    Json state = resolveState(media, {{"a.wav", "00:01:40:00", "Audio"}, {"b.mov", "00:01:40:00", "Audio"}});
+    state["projects"]["Interviews"]["mediaPool"]["root"]["clips"][1]["properties"]["FPS"] = 25.0;
+    setState(state);
+    const auto probe = [&](const char* name, double tc, Json fps) {
+        return Json{{"path", (media + "/" + name).toStdString()},
+                    {"filename", name},
+                    {"duration", 100.0},
+                    {"startTimecode", nullptr},
+                    {"startTimecodeSeconds", tc},
+                    {"sampleRate", 48000},
+                    {"fps", fps},
+                    {"codec", "pcm_s16le"},
+                    {"hasVideo", !fps.is_null()},
+                    {"hasAudio", true},
+                    {"channels", 1},
+                    {"bitDepth", 16}};
+    };
+    writeProbes(Json{{"a.wav", probe("a.wav", 0, nullptr)}, {"b.mov", probe("b.mov", 100, 25.0)}});
+    const QList<StorySegment> segs = {segment(1, 10, 40, "a.wav", "one two three four five six"),
+                                      segment(2, 110, 140, "b.mov", "seven eight nine ten eleven twelve")};
+    writeSegments(segs);
+    QCoro::waitFor(buildTimelineFromSegmentsFile(pipeline));
+
+    const Json tl = timeline();
+    const Json& items = tl["tracks"]["audio"][0];
+    ASSERT_EQ(items.size(), 2u) << logTexts().join('\n').toStdString();
+    const double startFrame = tl["startFrame"];
+    QList<test::SrtMoment> moments;
+    for (size_t k = 0; k < items.size(); ++k)
+        moments.push_back({test::srtMillis((items[k]["start"].get<double>() - startFrame) / 24.0),
+                           test::srtMillis((items[k]["end"].get<double>() - startFrame) / 24.0),
+                           (segs[qsizetype(k)].translation).split(' ')});
+    QString error;
+    const auto cards = test::readSrt(srtWritten(), &error);
+    ASSERT_TRUE(cards) << error.toStdString();
+    EXPECT_EQ(test::cardProblems(*cards, moments), QStringList()) << srtWritten().toStdString();
 }
 
 TEST_F(TimelineBuild, ElevenChaptersWrapTheColours) {

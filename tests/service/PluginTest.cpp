@@ -191,8 +191,8 @@ TEST(UpdateManager, VersionComparison) {
         EXPECT_EQ(UpdateManager::isNewerVersion(c.a, c.b), c.newer) << c.a << " vs " << c.b;
 }
 
-// Check, download a real zip, unpack it and replace the plugin, twice over a plugin folder whose
-// path holds a space and a quote.
+// Check, download a real zip, unpack it and replace the plugin, over a plugin folder whose path
+// holds a space and a quote and whose version file is missing.
 TEST(UpdateManager, CheckDownloadAndInstall) {
     QTemporaryDir tmp;
     const QString plugin = tmp.path() + "/Resolve's Plugins/com.tarnwell.ondrel";
@@ -202,7 +202,7 @@ TEST(UpdateManager, CheckDownloadAndInstall) {
 
     FakeHttpServer server;
     const QByteArray zipUrl = server.baseUrl().toUtf8() + "/get/plugin.zip";
-    // One answer per check, in order: two rounds of the same update, then one without a zip.
+    // One answer per check, in order: the update, the same again once it is in, one without a zip.
     for (int round = 0; round < 2; ++round)
         server.respondJson("/api/v1/version", 200,
                            R"({"version":"0.2.0","download_url":")" + zipUrl +
@@ -212,6 +212,8 @@ TEST(UpdateManager, CheckDownloadAndInstall) {
     server.enqueue("/get/plugin.zip", {200, pluginZip(tmp.path(), "0.2.0"), "application/zip"});
 
     UpdateManager updater({endpointsFor(server), plugin, plainShell(), "/usr/bin/unzip", work});
+    // A plugin folder without its version file holds no version anyone can name.
+    EXPECT_EQ(updater.installedVersion(), "Unknown");
     QStringList statuses;
     QList<double> progress;
     QObject::connect(&updater, &UpdateManager::statusMessageChanged,
@@ -219,28 +221,34 @@ TEST(UpdateManager, CheckDownloadAndInstall) {
     QObject::connect(&updater, &UpdateManager::downloadProgressChanged,
                      [&] { progress << updater.downloadProgress(); });
 
-    for (int round = 0; round < 2; ++round) {
-        SCOPED_TRACE(round);
-        statuses.clear();
-        progress.clear();
-        QCoro::waitFor(updater.checkForUpdates());
-        // Compared with the version the application carries, so it is offered again.
-        EXPECT_TRUE(updater.updateAvailable());
-        EXPECT_EQ(updater.latestVersion(), "0.2.0");
-        EXPECT_EQ(updater.releaseNotes(), "Faster.");
-        QCoro::waitFor(updater.downloadAndInstall());
-        EXPECT_FALSE(updater.errorMessage().has_value()) << updater.errorMessageText().toStdString();
-        EXPECT_EQ(statuses, QStringList({"Checking for updates...", "Update available!",
-                                         "Downloading update...", "Installing update...",
-                                         "Update installed! Restart DaVinci Resolve to apply changes."}));
-        EXPECT_EQ(progress,
-                  round == 0 ? QList<double>({0.5, 0.8, 1.0}) : QList<double>({0.0, 0.5, 0.8, 1.0}));
-        EXPECT_FALSE(updater.updateAvailable());
-        EXPECT_FALSE(updater.isDownloading());
-        EXPECT_EQ(filesIn(plugin), QStringList({"main.js", "version.json"}));
-        EXPECT_EQ(readFile(plugin + "/version.json"), R"({"version":"0.2.0"})");
-        EXPECT_FALSE(QFileInfo::exists(work));
-    }
+    QCoro::waitFor(updater.checkForUpdates());
+    EXPECT_TRUE(updater.updateAvailable());
+    EXPECT_EQ(updater.latestVersion(), "0.2.0");
+    EXPECT_EQ(updater.releaseNotes(), "Faster.");
+    QCoro::waitFor(updater.downloadAndInstall());
+    EXPECT_FALSE(updater.errorMessage().has_value()) << updater.errorMessageText().toStdString();
+    EXPECT_EQ(statuses, QStringList({"Checking for updates...", "Update available!", "Downloading update...",
+                                     "Installing update...",
+                                     "Update installed! Restart DaVinci Resolve to apply changes."}));
+    EXPECT_EQ(progress, QList<double>({0.5, 0.8, 1.0}));
+    EXPECT_FALSE(updater.updateAvailable());
+    EXPECT_FALSE(updater.isDownloading());
+    EXPECT_EQ(filesIn(plugin), QStringList({"main.js", "version.json"}));
+    EXPECT_EQ(readFile(plugin + "/version.json"), R"({"version":"0.2.0"})");
+    // Copied by root, the plugin must still be readable by Resolve running as the user.
+    EXPECT_EQ(modeOf(plugin + "/main.js") & 0044, 0044);
+    EXPECT_EQ(modeOf(plugin) & 0055, 0055);
+    EXPECT_EQ(updater.installedVersion(), "0.2.0");
+    EXPECT_FALSE(QFileInfo::exists(work));
+
+    // The same version is in place now: the next check, and the next start's, offers nothing.
+    statuses.clear();
+    QCoro::waitFor(updater.checkForUpdates());
+    EXPECT_FALSE(updater.updateAvailable());
+    EXPECT_EQ(statuses, QStringList({"Checking for updates...", ""}));
+    EXPECT_EQ(UpdateManager({endpointsFor(server), plugin, plainShell(), "/usr/bin/unzip", work})
+                  .installedVersion(),
+              "0.2.0");
 
     QCoro::waitFor(updater.checkForUpdates());
     EXPECT_TRUE(updater.updateAvailable());
@@ -270,4 +278,84 @@ TEST(UpdateManager, CheckDownloadAndInstall) {
     EXPECT_EQ(offline.errorMessageText(), "Network error: The network connection was lost.");
     EXPECT_FALSE(offline.updateAvailable());
     EXPECT_FALSE(offline.isChecking());
+}
+
+// A first update, before any plugin or even Resolve's plugin folder exists: the plugin lands as its
+// own folder, not as loose files in a new plugin folder, and from then on the screen and the check
+// go by the version that is in place.
+TEST(UpdateManager, AFirstUpdateMakesThePluginFolderAndItsParents) {
+    QTemporaryDir tmp;
+    QDir().mkpath(tmp.path() + "/Resolve's Support");
+    const QString parent = tmp.path() + "/Resolve's Support/Workflow Integration Plugins";
+    const QString plugin = parent + "/com.tarnwell.ondrel";
+    const QString work = tmp.path() + "/cache/ondrel-update";
+    FakeHttpServer server;
+    const QByteArray zipUrl = server.baseUrl().toUtf8() + "/plugin.zip";
+    server.answerAlways("/api/v1/version", {200, R"({"version":"0.2.0","download_url":")" + zipUrl + R"("})",
+                                            "application/json"});
+    server.enqueue("/plugin.zip", {200, pluginZip(tmp.path(), "0.2.0"), "application/zip"});
+
+    UpdateManager updater({endpointsFor(server), plugin, plainShell(), "/usr/bin/unzip", work});
+    // Nothing installed: the version the application carries stands in.
+    EXPECT_EQ(updater.installedVersion(), "0.1.0-beta");
+    QCoro::waitFor(updater.checkForUpdates());
+    ASSERT_TRUE(updater.updateAvailable());
+    QCoro::waitFor(updater.downloadAndInstall());
+    EXPECT_FALSE(updater.errorMessage().has_value()) << updater.errorMessageText().toStdString();
+    EXPECT_EQ(QDir(parent).entryList(QDir::AllEntries | QDir::NoDotAndDotDot),
+              QStringList({"com.tarnwell.ondrel"}));
+    EXPECT_EQ(filesIn(plugin), QStringList({"main.js", "version.json"}));
+    EXPECT_EQ(updater.installedVersion(), "0.2.0");
+
+    UpdateManager nextStart({endpointsFor(server), plugin, plainShell(), "/usr/bin/unzip", work});
+    EXPECT_EQ(nextStart.installedVersion(), "0.2.0");
+    QCoro::waitFor(nextStart.checkForUpdates());
+    EXPECT_FALSE(nextStart.updateAvailable());
+}
+
+// An update that would leave no plugin in place says so, and one that can't be a plugin never
+// removes the plugin that works.
+TEST(UpdateManager, AnInstallThatLeavesNoPluginFails) {
+    QTemporaryDir tmp;
+    const QString doNothing = tmp.path() + "/fake-sh";
+    writeScript(doNothing, "exit 0");
+    const QString zipNoVersion = tmp.path() + "/no-version.zip";
+    ASSERT_EQ(QProcess::execute("python3", {"-c",
+                                            "import sys, zipfile\n"
+                                            "with zipfile.ZipFile(sys.argv[1], 'w') as z:\n"
+                                            "    z.writestr('com.tarnwell.ondrel/main.js', '// plugin')\n",
+                                            zipNoVersion}),
+              0);
+    struct Case {
+        const char* name;
+        QByteArray zip;
+        std::shared_ptr<AdminShell> shell;
+        QByteArray oldVersionFile; // "" for no plugin before the update
+        QString error;
+    } cases[] = {
+        {"a zip without the plugin's version file", readFile(zipNoVersion), plainShell(),
+         R"({"version":"0.1.0"})", "Install failed: the update holds no com.tarnwell.ondrel/version.json"},
+        {"a copy that put nothing in place", pluginZip(tmp.path(), "0.2.0"),
+         std::make_shared<ProcessAdminShell>(ProcessAdminShell::Kind::plainShell, doNothing), "",
+         "Install failed: %1 holds no version.json after the copy"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        const QString plugin = tmp.path() + "/" + c.name + "/plugins/com.tarnwell.ondrel";
+        if (!c.oldVersionFile.isEmpty())
+            writeFile(plugin + "/version.json", c.oldVersionFile);
+        FakeHttpServer server;
+        server.respondJson("/api/v1/version", 200,
+                           R"({"version":"0.2.0","download_url":")" + server.baseUrl().toUtf8() +
+                               R"(/plugin.zip"})");
+        server.enqueue("/plugin.zip", {200, c.zip, "application/zip"});
+        UpdateManager updater(
+            {endpointsFor(server), plugin, c.shell, "/usr/bin/unzip", tmp.path() + "/work"});
+        QCoro::waitFor(updater.checkForUpdates());
+        QCoro::waitFor(updater.downloadAndInstall());
+        EXPECT_EQ(updater.errorMessageText(), c.error.contains("%1") ? c.error.arg(plugin) : c.error);
+        EXPECT_FALSE(updater.statusMessage().has_value());
+        EXPECT_TRUE(updater.updateAvailable());
+        EXPECT_EQ(readFile(plugin + "/version.json"), c.oldVersionFile);
+    }
 }

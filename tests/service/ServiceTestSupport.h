@@ -17,7 +17,12 @@ Endpoints endpointsFor(const FakeHttpServer& server);
 
 class RecordingOpener : public UrlOpener {
 public:
-    void openUrl(const QUrl& url) override { opened << url; }
+    void openUrl(const QUrl& url, std::function<void()> failed) override {
+        opened << url;
+        if (refuse && failed)
+            failed();
+    }
+    bool refuse = false; // as a desktop without a browser
     QList<QUrl> opened;
 };
 

@@ -45,12 +45,17 @@ TestHome::TestHome() {
     m_paths = AppPaths::forHome(m_dir.path());
     m_paths.resolveScriptApi = fixturesDir();
     m_paths.resolveScriptLib = fakeResolveModuleDir();
+    QDir().mkpath(runtimeDir());
+    QFile::setPermissions(runtimeDir(),
+                          QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
 }
 
 QProcessEnvironment TestHome::environment() const {
     QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
     env.insert(QStringLiteral("HOME"), m_dir.path());
     env.insert(QStringLiteral("ONDREL_FAKE_RESOLVE_STATE"), resolveStateFile());
+    env.insert(QStringLiteral("XDG_RUNTIME_DIR"), runtimeDir());
+    env.remove(QStringLiteral("ONDREL_INSTANCE_SOCKET"));
     env.remove(QStringLiteral("OPENAI_API_KEY"));
     env.remove(QStringLiteral("ANTHROPIC_API_KEY"));
     return env;

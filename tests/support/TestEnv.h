@@ -41,8 +41,11 @@ public:
     const AppPaths& paths() const { return m_paths; }
     QString resolveStateFile() const { return m_dir.path() + QStringLiteral("/resolve_state.json"); }
 
-    // Process environment for children: the fake module's state file, keys left out unless set.
+    // Process environment for children: the fake module's state file, keys left out unless set, and
+    // a runtime folder of the home's own, so that an application started with it finds no other
+    // running instance.
     QProcessEnvironment environment() const;
+    QString runtimeDir() const { return m_dir.path() + QStringLiteral("/.runtime"); }
     PipelineEnvironment pipelineEnvironment(const Clock* clock = nullptr) const;
 
     // Writes the fake Resolve's state.

@@ -185,12 +185,25 @@ TEST(AuditPage, AnAuditOfTheCutShowsWhatItMissedAndRebuilds) {
     revealAndClick(rig, "goldCard0");
     EXPECT_EQ(vm->gold()->expandedGold(), GoldMoment({12, 20, {}, {}, 0}).id());
 
-    // The marks go nowhere: the cut's segments file is built again as it stands.
-    QSignalSpy builds(wizard->pipeline(), &LocalPipeline::buildResultChanged);
+    // The chosen moment alone becomes a timeline, placed in its own clip, and the page says so.
+    const auto timelines = [&] {
+        return Json::parse(
+            readFile(rig.home.resolveStateFile()).toStdString())["projects"]["Interviews"]["timelines"];
+    };
+    const size_t before = timelines().size();
     revealAndClick(rig, "addMoments");
-    ASSERT_TRUE(waitFor([&] { return builds.size() == 1; }, 30000));
-    EXPECT_TRUE(wizard->pipeline()->buildResultText().startsWith("✓"))
-        << wizard->pipeline()->buildResultText().toStdString();
+    EXPECT_EQ(rig.text("addMoments"), "Building in Resolve...");
+    ASSERT_TRUE(waitFor([&] { return rig.find("addStatus") != nullptr; }, 30000));
+    EXPECT_TRUE(rig.text("addStatus").startsWith("✓ 1/1 clips appended · "))
+        << rig.text("addStatus").toStdString();
+    const Json built = timelines();
+    ASSERT_EQ(built.size(), before + 1);
+    const Json& clips = built.back()["tracks"]["audio"][0];
+    ASSERT_EQ(clips.size(), 1u);
+    const Json segments = Json::parse(readFile(rig.home.paths().cacheDir + "/segments.json").toStdString());
+    ASSERT_EQ(segments.size(), 1u);
+    EXPECT_EQ(segments[0]["startTime"], 30);
+    EXPECT_EQ(segments[0]["sourceClip"], "interview.wav");
 
     revealAndClick(rig, "auditAnother");
     EXPECT_EQ(wizard->currentStep(), MineStep::setup);

@@ -107,6 +107,8 @@ TEST(DemoFlow, AFullMineToTheDonePageAndAnAuditThroughTheScreens) {
         << rig->text("buildStatus").toStdString();
     ASSERT_TRUE(waitForSettledPages(*rig));
     revealAndClick(*rig, "exportEdl");
+    ASSERT_TRUE(waitFor([&] { return rig->find("showSaved") != nullptr; }));
+    revealAndClick(*rig, "showSaved");
     const QString exports = rig->home.paths().exportDirFor("Interview Selects");
     for (const char* file : {"subtitles.srt", "transcript.txt", "story_brief.md", "mining_results.json",
                              "project.json", "story_edit.edl"})

@@ -2,13 +2,17 @@
 // Resolve, the export buttons, and a whole run built again from the page through its real QML.
 #include "DoneAuditSupport.h"
 
+#include "ui/DesktopUrlOpener.h"
 #include "ui/DoneModel.h"
 #include "ui/Theme.h"
+
+#include <QDBusConnection>
 
 #include <QAbstractItemModelTester>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QRegularExpression>
 
 using namespace ondrel;
 using namespace ondrel::test;
@@ -98,42 +102,15 @@ TEST(DoneActs, ActsWithoutDurationCountOneSecondInAllAndTakeTheLeastWidth) {
     EXPECT_EQ(DoneActsModel::blockWidths(half, 500), QList<qreal>{250});
 }
 
-TEST(DoneMedia, ProbedFilesStandInsAndPlaceholders) {
-    MiningResults r;
-    r.segments = {segment(0, 1, "cam.mov"), segment(1, 2, "boom.wav"), segment(2, 3, "cam.mov")};
-
-    // No paths: one placeholder per distinct source clip, in story order.
-    for (const std::optional<QStringList>& none :
-         {std::optional<QStringList>(), std::optional<QStringList>(QStringList())}) {
-        const QList<MediaFileInfo> dummy = DoneModel::generateMediaFileInfo(r, none, {});
-        ASSERT_EQ(dummy.size(), 2);
-        EXPECT_EQ(dummy[0], MediaFileInfo("/path/to/cam.mov", "cam.mov", 3600, std::nullopt, 24, true, true));
-        EXPECT_EQ(dummy[1].path, "/path/to/boom.wav");
-    }
-
-    // Paths without probes: an hour each, video by the extension whatever its case.
-    ProbeResult probe;
-    probe.filename = "B.wav";
-    probe.duration = 61.5;
-    probe.startTimecode = "01:00:00:00";
-    probe.hasAudio = true;
-    probe.codec = "pcm_s24le";
-    const QStringList paths = {"/m/A.MOV", "/m/b.wav", "/m/c.mp4", "/m/B.wav"};
-    const QList<MediaFileInfo> files = DoneModel::generateMediaFileInfo(r, paths, {{"B.wav", probe}});
-    ASSERT_EQ(files.size(), 4);
-    EXPECT_EQ(files[0], MediaFileInfo("/m/A.MOV", "A.MOV", 3600, std::nullopt, 24, true, true));
-    EXPECT_EQ(files[1], MediaFileInfo("/m/b.wav", "b.wav", 3600, std::nullopt, 24, false, true));
-    EXPECT_TRUE(files[2].hasVideo);
-    // A probe without a frame rate counts as 24.
-    EXPECT_EQ(files[3],
-              MediaFileInfo("/m/B.wav", "B.wav", 61.5, "01:00:00:00", 24, false, true, "pcm_s24le"));
-}
-
-TEST(DoneModel, EveryBuildOutcomeEndsTheBuildingTheSameTextIncluded) {
+// Every outcome ends the building, the same text as the last one included, and says when it came,
+// so a rebuild that ends as the one before it can still be told from it.
+TEST(DoneModel, EveryBuildOutcomeEndsTheBuildingAndSaysWhen) {
     DoneFixture f;
     LocalPipeline* p = f.wizard->pipeline();
+    const QRegularExpression at(QStringLiteral(" · \\d\\d:\\d\\d:\\d\\d$"));
     p->setBuildResult(QStringLiteral("✓ 5/5 clips appended")); // the run's own build: shown as it arrives
-    EXPECT_EQ(f.vm.buildStatusText(), "✓ 5/5 clips appended");
+    EXPECT_TRUE(f.vm.buildStatusText().startsWith("✓ 5/5 clips appended"));
+    EXPECT_TRUE(f.vm.buildStatusText().contains(at)) << f.vm.buildStatusText().toStdString();
     EXPECT_EQ(f.vm.summaryText(), "2 story moments · 1:01:40");
     EXPECT_FALSE(f.vm.hasStructure());
     EXPECT_EQ(f.vm.actCount(), 0);
@@ -145,7 +122,7 @@ TEST(DoneModel, EveryBuildOutcomeEndsTheBuildingTheSameTextIncluded) {
         EXPECT_FALSE(f.vm.hasBuildStatus());
         p->setBuildResult(QStringLiteral("✓ 5/5 clips appended"));
         EXPECT_FALSE(f.vm.isBuilding());
-        EXPECT_EQ(f.vm.buildStatusText(), "✓ 5/5 clips appended");
+        EXPECT_TRUE(f.vm.buildStatusText().startsWith("✓ 5/5 clips appended · "));
         EXPECT_FALSE(f.vm.buildFailed());
     }
     f.vm.build();
@@ -154,7 +131,9 @@ TEST(DoneModel, EveryBuildOutcomeEndsTheBuildingTheSameTextIncluded) {
     EXPECT_TRUE(f.vm.buildFailed());
 }
 
-TEST(DoneModel, ExportsActOnlyWithAFolderAndShowWhatTheyWrite) {
+// The hand-off and the on-demand files: nothing without a folder; otherwise written off the main
+// thread from the story as it stands, with what was saved said and the file a click away.
+TEST(DoneModel, SavesForEditorsSayWhatTheyWroteAndShowIt) {
     DoneFixture f;
     LocalPipeline* p = f.wizard->pipeline();
     DoneExportFilesModel& files = *f.vm.exportFiles();
@@ -163,11 +142,12 @@ TEST(DoneModel, ExportsActOnlyWithAFolderAndShowWhatTheyWrite) {
     // No folder: nothing is written, shown or opened.
     f.vm.showExportFile(0);
     f.vm.exportFcpxml();
-    f.vm.exportEdl();
+    f.vm.openInEditor();
     f.vm.openExportFolder();
     EXPECT_TRUE(f.opener.shown.isEmpty());
     EXPECT_TRUE(f.opener.opened.isEmpty());
     EXPECT_FALSE(f.vm.hasExportDir());
+    EXPECT_FALSE(f.vm.isSaving());
 
     const QString dir = f.home.path() + "/exports/Cut";
     QDir().mkpath(dir);
@@ -175,19 +155,140 @@ TEST(DoneModel, ExportsActOnlyWithAFolderAndShowWhatTheyWrite) {
     p->setLastExportDir(dir);
     EXPECT_TRUE(files.data(files.index(0), DoneExportFilesModel::ExistsRole).toBool());
     EXPECT_FALSE(files.data(files.index(1), DoneExportFilesModel::ExistsRole).toBool());
-
     f.vm.showExportFile(1); // transcript.txt isn't there
     EXPECT_TRUE(f.opener.shown.isEmpty());
     f.vm.showExportFile(0);
-    f.vm.exportFcpxml();
-    f.vm.exportEdl();
+
+    const struct {
+        const char* name;
+        std::function<void()> press;
+        QString note;
+        QStringList written;
+        bool handedOff;
+    } cases[] = {
+        {"EDL", [&] { f.vm.exportEdl(); }, "Saved story_edit.edl", {"story_edit.edl"}, false},
+        {"FCPXML",
+         [&] { f.vm.exportFcpxml(); },
+         "Saved story_edit.fcpxml",
+         {"story_edit.fcpxml", "story_edit_1.10.fcpxml"},
+         false},
+        {"every editor",
+         [&] { f.vm.openInEditor(); },
+         "Saved story_edit.fcpxml, .xml, .otio, .edl",
+         {"story_edit.fcpxml", "story_edit_1.10.fcpxml", "story_edit.xml", "story_edit.otio",
+          "story_edit.edl"},
+         true},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        for (const QString& file : c.written)
+            QFile::remove(dir + "/" + file);
+        c.press();
+        EXPECT_TRUE(f.vm.isSaving());
+        ASSERT_TRUE(waitFor([&] { return !f.vm.isSaving(); }));
+        EXPECT_EQ(f.vm.savedNote(), c.note);
+        EXPECT_FALSE(f.vm.savedFailed());
+        EXPECT_EQ(f.vm.handedOff(), c.handedOff);
+        for (const QString& file : c.written)
+            EXPECT_TRUE(QFileInfo::exists(dir + "/" + file)) << file.toStdString();
+        f.vm.showSaved();
+        EXPECT_EQ(f.opener.shown.last(), dir + "/" + c.written.first());
+    }
     f.vm.openExportFolder();
-    EXPECT_EQ(f.opener.shown,
-              (QStringList{dir + "/subtitles.srt", dir + "/story_edit.fcpxml", dir + "/story_edit.edl"}));
     EXPECT_EQ(f.opener.opened, QList<QUrl>{QUrl::fromLocalFile(dir)});
-    // Without media paths the clips are the placeholders.
-    EXPECT_TRUE(readFile(dir + "/story_edit.edl").contains("A001"));
-    EXPECT_TRUE(readFile(dir + "/story_edit.fcpxml").contains("file:///path/to/A001.mov"));
+
+    // A folder that can't be made is said, not hidden in the console.
+    writeFile(f.home.path() + "/exports/blocked", "a file where the folder would be");
+    p->setLastExportDir(f.home.path() + "/exports/blocked/Cut");
+    f.vm.exportEdl();
+    ASSERT_TRUE(waitFor([&] { return !f.vm.isSaving(); }));
+    EXPECT_TRUE(f.vm.savedFailed());
+    EXPECT_TRUE(f.vm.savedNote().startsWith("Could not save story_edit.edl — "))
+        << f.vm.savedNote().toStdString();
+    EXPECT_FALSE(f.vm.canShowSaved());
+}
+
+// Showing a file or opening the folder on a desktop with no file manager: the press must not end
+// with nothing, and the editor must still learn where the files are, beside the button pressed.
+TEST(DoneModel, WithoutAFileManagerThePageSaysWhereTheFilesAre) {
+    DoneFixture f;
+    const QString dir = f.home.path() + "/exports/Cut";
+    QDir().mkpath(dir);
+    writeFile(dir + "/subtitles.srt", "1\n");
+    f.wizard->pipeline()->setLastExportDir(dir);
+    f.vm.exportEdl();
+    ASSERT_TRUE(waitFor([&] { return !f.vm.isSaving(); }));
+    ASSERT_TRUE(f.vm.canShowSaved());
+    const QString said = "Could not open a file manager — the files are in " + dir;
+
+    const struct {
+        const char* name;
+        std::function<void()> press;
+        bool fileManager;
+        QString message;
+        QString where;
+    } cases[] = {
+        {"an export tile", [&] { f.vm.showExportFile(0); }, false, said, "export"},
+        {"Show in Files", [&] { f.vm.showSaved(); }, false, said, "export"},
+        {"Open Export Folder", [&] { f.vm.openExportFolder(); }, false, said, "export"},
+        {"an export tile, shown", [&] { f.vm.showExportFile(0); }, true, "", "export"},
+        {"Show in Files, shown", [&] { f.vm.showSaved(); }, true, "", "export"},
+        {"Open Export Folder, opened", [&] { f.vm.openExportFolder(); }, true, "", "export"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        f.opener.refuse = !c.fileManager;
+        c.press();
+        EXPECT_EQ(f.vm.folderMessage(), c.message);
+        EXPECT_EQ(f.vm.folderMessageFor(), c.where);
+    }
+
+    // After the hand-off for every editor the message stands by its own button.
+    f.vm.openInEditor();
+    ASSERT_TRUE(waitFor([&] { return !f.vm.isSaving(); }));
+    f.opener.refuse = true;
+    f.vm.showSaved();
+    EXPECT_EQ(f.vm.folderMessage(), said);
+    EXPECT_EQ(f.vm.folderMessageFor(), "editor");
+}
+
+// The desktop's own opener on a machine with no session bus (a bare X server): "Show in Files"
+// opens the folder through xdg-open, and says so when that fails too. Before, the file manager's
+// call on the absent bus never ended, so the press did nothing at all.
+TEST(DesktopOpener, WithoutASessionBusTheFolderOpensOrItsFailureIsSaid) {
+    if (QDBusConnection::sessionBus().isConnected())
+        GTEST_SKIP() << "a session bus is there: the file manager is asked instead";
+    TestHome home;
+    const QString bin = home.path() + "/bin";
+    const QString calls = home.path() + "/xdg-open.calls";
+    QDir().mkpath(bin);
+    const QByteArray oldPath = qgetenv("PATH");
+    qputenv("PATH", bin.toUtf8() + ':' + oldPath);
+    const QString file = home.path() + "/exports/Cut/story_edit.edl";
+    QDir().mkpath(QFileInfo(file).absolutePath());
+    writeFile(file, "TITLE: x\n");
+
+    const struct {
+        const char* name;
+        int exitCode; // xdg-open's: 0 opened, 3 no method to open it
+        bool said;
+    } cases[] = {{"a folder opener", 0, false}, {"none", 3, true}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        QFile::remove(calls);
+        writeFile(
+            bin + "/xdg-open",
+            QStringLiteral("#!/bin/sh\necho \"$1\" >> '%1'\nexit %2\n").arg(calls).arg(c.exitCode).toUtf8());
+        QFile(bin + "/xdg-open").setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+        bool failed = false;
+        DesktopUrlOpener().showInFileViewer(file, [&] { failed = true; });
+        ASSERT_TRUE(waitFor([&] { return QFileInfo::exists(calls); }));
+        EXPECT_EQ(readFile(calls).trimmed(), QUrl::fromLocalFile(QFileInfo(file).absolutePath()).toEncoded());
+        if (c.said) {
+            EXPECT_TRUE(waitFor([&] { return failed; }));
+        }
+    }
+    qputenv("PATH", oldPath);
 }
 
 namespace {
@@ -220,7 +321,7 @@ TEST(DonePage, AMinedStoryIsBuiltAgainExportedAndRatedFromThePage) {
     revealAndClick(rig, "buildTimeline");
     EXPECT_EQ(rig.text("buildTimeline"), "Building in Resolve...");
     ASSERT_TRUE(waitFor([&] { return rig.find("buildStatus") != nullptr; }, 30000));
-    EXPECT_EQ(rig.text("buildStatus"), wizard->pipeline()->buildResultText());
+    EXPECT_TRUE(rig.text("buildStatus").startsWith(wizard->pipeline()->buildResultText() + " · "));
     EXPECT_TRUE(rig.text("buildStatus").startsWith("✓")) << rig.text("buildStatus").toStdString();
     EXPECT_EQ(rig.text("buildTimeline"), "Build Timeline in Resolve");
     EXPECT_EQ(builtTimelines(rig.home.resolveStateFile()), builtByTheRun + 1);
@@ -229,8 +330,19 @@ TEST(DonePage, AMinedStoryIsBuiltAgainExportedAndRatedFromThePage) {
     const QString dir = wizard->pipeline()->lastExportDirText();
     revealAndClick(rig, "exportFile0");
     revealAndClick(rig, "exportEdl");
+    ASSERT_TRUE(waitFor([&] { return rig.find("showSaved") != nullptr; }));
+    EXPECT_EQ(rig.text("savedNoteText"), "Saved story_edit.edl");
+    revealAndClick(rig, "showSaved");
     EXPECT_EQ(rig.opener.shown, (QStringList{dir + "/subtitles.srt", dir + "/story_edit.edl"}));
     EXPECT_TRUE(readFile(dir + "/story_edit.edl").contains("interview"));
+
+    // A desktop with no file manager: the page says where the folder is, under its button.
+    EXPECT_FALSE(rig.find("folderMessage"));
+    rig.opener.refuse = true;
+    revealAndClick(rig, "openExportFolder");
+    ASSERT_TRUE(waitFor([&] { return rig.find("folderMessage") != nullptr; }));
+    EXPECT_EQ(rig.text("folderMessage"), "Could not open a file manager — the files are in " + dir);
+    rig.opener.refuse = false;
 
     revealAndClick(rig, "rateNeedsWork");
     revealAndClick(rig, "rateGood");

@@ -5,12 +5,16 @@
 #include "UiTestSupport.h"
 #include "ui/ClockText.h"
 
+#include "DoneAuditSupport.h"
 #include "core/WorkQueue.h"
+#include "media/TranscriptCache.h"
 #include "ui/ProcessingModel.h"
 #include "ui/ReviewModel.h"
 #include "ui/Theme.h"
 
 #include <QAbstractItemModelTester>
+#include <QDir>
+#include <QRegularExpression>
 
 #include <QCoroTask>
 
@@ -329,6 +333,43 @@ TEST(ProcessingPage, AWaitingRunShowsItsTurnAndKeepMiningLeavesItGoing) {
         << wizard->pipeline()->errorMessageText().toStdString();
 }
 
+TEST(ProcessingPage, TheConsoleEndsOnItsCursorWhenLinesWrap) {
+    // Lines as long as the build's "SRT saved to …" wrap in the console, and their wrapped height
+    // comes after the line itself: the last line and the cursor must still end in sight, whether
+    // the lines come while the page shows or were there when it opened (a finished run's page).
+    const QString longLine =
+        QStringLiteral("  SRT saved to /tmp/ondrel-demo/.cache/OndrelManager/subs_1795600937.srt "
+                       "(import disabled, use File > Import > Subtitle) ")
+            .repeated(3);
+    const struct {
+        const char* name;
+        bool linesBeforePage;
+    } cases[] = {{"lines arrive while the page shows", false}, {"the page opens on a finished log", true}};
+    for (const auto& c : cases) {
+        WizardRig rig;
+        MineView* wizard = rig.openWizard();
+        wizard->setSelectedTimelineText(WizardRig::kTimeline);
+        const auto logLines = [&] {
+            for (int i = 0; i < 40; ++i)
+                wizard->pipeline()->log(QStringLiteral("%1 %2").arg(i).arg(longLine), "dim");
+        };
+        if (c.linesBeforePage)
+            logLines();
+        wizard->advanceTo(int(MineStep::mining));
+        ASSERT_TRUE(waitFor([&] { return rig.find("console") != nullptr; })) << c.name;
+        if (!c.linesBeforePage)
+            logLines();
+        QQuickItem* console = rig.find("console");
+        QQuickItem* cursor = rig.find("cursor");
+        ASSERT_TRUE(console && cursor) << c.name;
+        const auto cursorInSight = [&] {
+            const QPointF bottom = cursor->mapToItem(console, QPointF(0, cursor->height()));
+            return bottom.y() >= cursor->height() && bottom.y() <= console->height() + 0.5;
+        };
+        EXPECT_TRUE(waitFor(cursorInSight, 3000)) << c.name;
+    }
+}
+
 TEST(ReviewPage, ACardDraggedAndOneRemovedAreBuiltInTheirNewOrder) {
     WizardRig rig;
     const QByteArray story =
@@ -392,4 +433,138 @@ TEST(ReviewPage, ACardDraggedAndOneRemovedAreBuiltInTheirNewOrder) {
     ASSERT_EQ(items.size(), 2u) << timelines.back().dump();
     EXPECT_GT(items[0]["sourceStart"].get<double>(), items[1]["sourceStart"].get<double>());
     EXPECT_NE(wizard->pipeline()->buildResultText(), before);
+
+    // The Done page hands the edited story to every editor: each file holds moment 3 (24–32 s of
+    // the 48 kHz interview) before moment 2 (12–20 s), and nothing of the removed moment 1.
+    ASSERT_TRUE(waitForSettledPages(rig));
+    EXPECT_EQ(rig.text("statSegments"), "2");
+    revealAndClick(rig, "openInEditor");
+    ASSERT_TRUE(waitFor([&] { return rig.find("handOffCard") != nullptr; }, 30000));
+    EXPECT_EQ(rig.text("savedNoteText"), "Saved story_edit.fcpxml, .xml, .otio, .edl");
+    const QString dir = wizard->pipeline()->lastExportDirText();
+    // Source times in each file's own words, read in the order the file lists its clips.
+    const auto inOrder = [](const QByteArray& text, const QRegularExpression& pattern, int group) {
+        QStringList found;
+        for (auto m = pattern.globalMatch(QString::fromUtf8(text)); m.hasNext();)
+            found << m.next().captured(group);
+        return found;
+    };
+    EXPECT_EQ(inOrder(readFile(dir + "/story_edit.edl"),
+                      QRegularExpression(R"re(\n\d{3}  \S+ +\S+ +C +(\S+) )re"), 1),
+              (QStringList{"00:00:24:00", "00:00:12:00"}));
+    EXPECT_EQ(inOrder(readFile(dir + "/story_edit.fcpxml"),
+                      QRegularExpression(R"re(<asset-clip [^>]*start="([^"]+)")re"), 1),
+              (QStringList{"24s", "12s"}));
+    EXPECT_EQ(inOrder(readFile(dir + "/story_edit.xml"),
+                      QRegularExpression(R"re(<clipitem id="[^"]*">.*?<in>(\d+)</in>)re",
+                                         QRegularExpression::DotMatchesEverythingOption),
+                      1),
+              (QStringList{"576", "288"}));
+    const Json otio = Json::parse(readFile(dir + "/story_edit.otio").toStdString());
+    QList<double> otioStarts;
+    for (const Json& track : otio["tracks"]["children"])
+        for (const Json& clip : track["children"])
+            otioStarts << clip["source_range"]["start_time"]["value"].get<double>() /
+                              clip["source_range"]["start_time"]["rate"].get<double>();
+    EXPECT_EQ(otioStarts, (QList<double>{24, 12}));
+    const QString srt = QString::fromUtf8(readFile(dir + "/subtitles.srt"));
+    // Timed to the edit: moment 3 from 0, moment 2 from its 8 s on.
+    EXPECT_TRUE(srt.startsWith("1\n00:00:00,300 --> 00:00:08,000\nI come back\n")) << srt.toStdString();
+    EXPECT_TRUE(srt.contains("00:00:08,300 --> ") && srt.contains("I was born")) << srt.toStdString();
+    EXPECT_FALSE(srt.contains("hello everyone")) << "the removed moment's words";
+}
+
+// An editor's first hour through the real screens: Cancel stops the run where it waits and nothing
+// of it follows; a run that ends behind the cancel question leaves the page where it is and says so;
+// a finished page can be stepped back to and on from; Setup lists the new mine; and a re-mine from
+// the Done page sends the mine's transcript again, never an empty one, without transcribing anew.
+TEST(ProcessingPage, CancelEndingsAndTheWayOnThroughTheScreens) {
+    WizardRig rig;
+    MineView* wizard = rig.openWizard();
+    wizard->setSelectedTimelineText(WizardRig::kTimeline);
+    const QByteArray story = QByteArray::fromStdString(
+        Json{{"content", {{{"type", "text"}, {"text", WizardRig::kStory}}}}}.dump());
+    const auto startFromStyle = [&] {
+        wizard->advanceTo(int(MineStep::style));
+        ASSERT_TRUE(waitForSettledPages(rig));
+        revealAndClick(rig, "startMining");
+    };
+
+    // 1. Cancel while the model is asked: the request is dropped, the wizard shows the Style page
+    //    and stays there, and the run writes and logs nothing more.
+    rig.services.answerAlways("/v1/messages", {200, story, "application/json", 600000});
+    startFromStyle();
+    ASSERT_TRUE(waitFor([&] { return rig.services.requestsTo("/v1/messages").size() == 1; }, 60000));
+    ASSERT_TRUE(waitForSettledPages(rig));
+    rig.click("cancelMining");
+    ASSERT_TRUE(waitFor([&] { return rig.find("dialogConfirm") != nullptr; }));
+    rig.click("dialogConfirm");
+    EXPECT_EQ(wizard->currentStep(), MineStep::style);
+    EXPECT_TRUE(waitFor([&] { return rig.services.abandoned().size() == 1; }));
+    EXPECT_TRUE(waitFor([&] { return !WorkQueue::shared().isBusy(); }));
+    QTest::qWait(300);
+    EXPECT_EQ(wizard->currentStep(), MineStep::style);
+    EXPECT_TRUE(wizard->pipeline()->logs().isEmpty());
+    // Only the transcript, kept before the model was asked; no story file of the cancelled run.
+    EXPECT_EQ(QDir(rig.home.paths().exportDirFor(WizardRig::kTimeline)).entryList(QDir::Files),
+              QStringList{"project.json"});
+
+    // 2. A run that ends while the cancel question is up: the question goes, the page stays and
+    //    says how the run ended, and its button leads on.
+    rig.services.answerAlways("/v1/messages", {200, story, "application/json", 1500});
+    startFromStyle();
+    ASSERT_TRUE(waitFor([&] { return rig.services.requestsTo("/v1/messages").size() == 2; }, 60000));
+    ASSERT_TRUE(waitForSettledPages(rig));
+    rig.click("cancelMining");
+    ASSERT_TRUE(waitFor([&] { return rig.find("dialogConfirm") != nullptr; }));
+    ASSERT_TRUE(waitFor([&] { return rig.find("miningNext") != nullptr; }, 60000));
+    EXPECT_FALSE(rig.find("dialogConfirm"));
+    EXPECT_FALSE(rig.find("cancelMining"));
+    EXPECT_EQ(rig.text("miningTitle"), "Mining complete");
+    EXPECT_EQ(rig.text("miningNext"), "Review the story →");
+    QTest::qWait(300);
+    EXPECT_EQ(wizard->currentStep(), MineStep::mining);
+    rig.click("miningNext");
+    EXPECT_EQ(wizard->currentStep(), MineStep::review);
+
+    // 3. Back to the finished Mining page and on again from the step indicator.
+    ASSERT_TRUE(waitForSettledPages(rig));
+    rig.click("stepMining");
+    ASSERT_TRUE(waitForSettledPages(rig));
+    EXPECT_EQ(rig.text("miningTitle"), "Mining complete");
+    rig.click("stepReview");
+    EXPECT_EQ(wizard->currentStep(), MineStep::review);
+
+    // 4. The Done page's re-mine starts from the mine's own transcript.
+    ASSERT_TRUE(waitForSettledPages(rig));
+    revealAndClick(rig, "skipToExports");
+    ASSERT_TRUE(waitForSettledPages(rig));
+    const qsizetype transcriptions = rig.services.requestsTo("/v1/audio/transcriptions").size();
+    revealAndClick(rig, "remine");
+    EXPECT_EQ(wizard->currentStep(), MineStep::style);
+    EXPECT_TRUE(wizard->hasLoadedProject());
+    rig.services.answerAlways("/v1/messages", {200, story});
+    ASSERT_TRUE(waitForSettledPages(rig));
+    revealAndClick(rig, "startMining");
+    ASSERT_TRUE(waitFor([&] { return wizard->currentStep() == MineStep::review; }, 60000))
+        << wizard->pipeline()->errorMessageText().toStdString();
+    const QList<RecordedRequest> asked = rig.services.requestsTo("/v1/messages");
+    EXPECT_TRUE(asked.last().body.contains("nac\\u00ed en el mar") ||
+                asked.last().body.contains("nací en el mar"))
+        << "the re-mine sends the mine's transcript";
+    EXPECT_TRUE(
+        std::any_of(wizard->pipeline()->logs().begin(), wizard->pipeline()->logs().end(),
+                    [](const PipelineLog& l) { return l.text.startsWith("$ ondrel mine --reload"); }));
+    const QList<RecordedRequest> speech = rig.services.requestsTo("/v1/audio/transcriptions");
+    ASSERT_GT(speech.size(), transcriptions);
+    for (qsizetype i = transcriptions; i < speech.size(); ++i)
+        EXPECT_TRUE(speech[i].body.contains("\r\n\r\nword\r\n")) << "only the new story's word timing";
+    const std::optional<SavedProject> saved = loadSavedProject(rig.home.paths(), WizardRig::kTimeline);
+    ASSERT_TRUE(saved);
+    EXPECT_EQ(saved->transcript.size(), 2);
+
+    // 5. Setup lists the mine as soon as it shows.
+    wizard->tapStep(int(MineStep::setup));
+    ASSERT_TRUE(waitForSettledPages(rig));
+    EXPECT_TRUE(rig.find("recentMine0"));
 }

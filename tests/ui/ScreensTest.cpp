@@ -3,15 +3,18 @@
 // Every QML file of the module also loads without a single warning.
 #include "UiTestSupport.h"
 #include "service/AdminShell.h"
+#include "service/Constants.h"
 #include "ui/AccountModels.h"
 #include "ui/AppServices.h"
 #include "ui/UiPaths.h"
 
 #include <QDirIterator>
+#include <QProcess>
 #include <QQmlComponent>
 #include <QQmlEngine>
 #include <QQuickItem>
 #include <QQuickWindow>
+#include <QTemporaryDir>
 #include <QTest>
 #include <QtQml/qqmlextensionplugin.h>
 
@@ -121,9 +124,20 @@ TEST_F(Screens, SignInByTokenOrBrowserThenTheGateAndTheTabs) {
     click("submitToken");
     EXPECT_TRUE(waitFor([&] { return text("signInError") == "Please enter a valid token"; }));
 
+    // A desktop with no browser: the screen stops waiting at once and points at the token.
+    opener.refuse = true;
+    click("signInWithGoogle");
+    EXPECT_TRUE(waitFor(
+        [&] { return text("browserMessage") == "Could not open a browser — use Sign in with token"; }));
+    EXPECT_FALSE(find("cancelWaiting"));
+    EXPECT_TRUE(find("tokenField"));
+    opener.refuse = false;
+    opener.opened.clear();
+
     // The browser: the sign-in page opens and the screen waits; cancelling the wait does not stop a
     // callback that still comes.
     click("signInWithGoogle");
+    EXPECT_FALSE(find("browserMessage"));
     ASSERT_EQ(opener.opened.size(), 1);
     EXPECT_EQ(opener.opened[0].path(), "/plugin-auth");
     EXPECT_TRUE(find("cancelWaiting"));
@@ -186,6 +200,34 @@ TEST_F(Screens, AccountFiguresAndThePlanBadge) {
     }
 }
 
+TEST_F(Screens, BillingSaysWhereItIsWhenNoBrowserOpens) {
+    // Both billing buttons open the billing page in the browser; a desktop with no browser must not
+    // leave the press without an outcome: the screen says so and gives the page's address.
+    const QString billing = Constants::API::billingURL();
+    const struct {
+        const char* button;
+        bool browser;
+        QString message;
+    } cases[] = {{"buyCredits", false, "Could not open a browser — billing is at " + billing},
+                 {"manageBilling", false, "Could not open a browser — billing is at " + billing},
+                 {"buyCredits", true, ""},
+                 {"manageBilling", true, ""}};
+    signIn(kMaya);
+    show("Account/DashboardView.qml");
+    for (const auto& c : cases) {
+        SCOPED_TRACE(std::string(c.button) + (c.browser ? " with a browser" : " without a browser"));
+        opener.opened.clear();
+        opener.refuse = !c.browser;
+        click(c.button);
+        ASSERT_EQ(opener.opened.size(), 1);
+        EXPECT_EQ(opener.opened[0].toString(), billing);
+        if (c.message.isEmpty())
+            EXPECT_FALSE(find("billingMessage"));
+        else
+            EXPECT_TRUE(waitFor([&] { return text("billingMessage") == c.message; }));
+    }
+}
+
 TEST_F(Screens, UpdatesReadTheCheckAsItGoes) {
     service.enqueue("/api/v1/version",
                     ScriptedResponse{200, R"({"version":"0.2.0"})", "application/json", 300});
@@ -207,6 +249,84 @@ TEST_F(Screens, UpdatesReadTheCheckAsItGoes) {
     EXPECT_TRUE(find("checkForUpdates"));
     AppServices::install({.auth = auth.get(), .updates = updates.get(), .plugins = plugins.get()});
     screen.reset();
+}
+
+// The screen goes by the plugin in place, which is also what an update is measured against.
+TEST_F(Screens, UpdatesGoByThePluginInPlace) {
+    struct Case {
+        const char* name;
+        QByteArray versionFile; // "" for no plugin at all
+        QString installed;
+        bool offered; // 0.2.0 is offered
+    } cases[] = {
+        {"no plugin: the version the application carries", "", "0.1.0-beta", true},
+        {"an older plugin", R"({"version":"0.1.5"})", "0.1.5", true},
+        {"the offered version", R"({"version":"0.2.0"})", "0.2.0", false},
+        {"a newer plugin", R"({"version":"0.3.0"})", "0.3.0", false},
+        {"a plugin without a readable version", "{broken", "Unknown", true},
+    };
+    service.answerAlways("/api/v1/version", {200, R"({"version":"0.2.0"})", "application/json"});
+    signIn(kMaya);
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        QDir(pluginDir).removeRecursively();
+        if (!c.versionFile.isEmpty())
+            writeFile(pluginDir + "/version.json", c.versionFile);
+        UpdateManager fresh(updates->config());
+        AppServices::install({.auth = auth.get(), .updates = &fresh, .plugins = plugins.get()});
+        show("Account/UpdateView.qml");
+        EXPECT_EQ(text("installedVersion"), c.installed);
+        ASSERT_TRUE(waitFor([&] { return text("latestVersion") == "0.2.0"; }));
+        EXPECT_EQ(find("downloadAndInstall") != nullptr, c.offered);
+        EXPECT_EQ(find("upToDate") != nullptr, !c.offered);
+        screen.reset();
+    }
+    AppServices::install({.auth = auth.get(), .updates = updates.get(), .plugins = plugins.get()});
+}
+
+// A first update, with no plugin and no plugin folder yet: the screen then names the new version
+// beside "You're up to date!", and the next start offers nothing.
+TEST_F(Screens, AnUpdateWithNoPluginInstalled) {
+    QTemporaryDir tmp;
+    const QString zip = tmp.path() + "/plugin.zip";
+    ASSERT_EQ(
+        QProcess::execute("python3",
+                          {"-c",
+                           "import sys, zipfile\n"
+                           "with zipfile.ZipFile(sys.argv[1], 'w') as z:\n"
+                           "    z.writestr('com.tarnwell.ondrel/version.json', '{\"version\":\"0.2.0\"}')\n"
+                           "    z.writestr('com.tarnwell.ondrel/manifest.json', '{}')\n",
+                           zip}),
+        0);
+    service.answerAlways(
+        "/api/v1/version",
+        {200, R"({"version":"0.2.0","download_url":")" + service.baseUrl().toUtf8() + R"(/plugin.zip"})",
+         "application/json"});
+    service.answerAlways("/plugin.zip", {200, readFile(zip), "application/zip"});
+    ASSERT_FALSE(QFileInfo::exists(QFileInfo(pluginDir).path()));
+    signIn(kMaya);
+    show("Account/UpdateView.qml");
+    EXPECT_EQ(text("installedVersion"), "0.1.0-beta");
+    click("downloadAndInstall");
+    ASSERT_TRUE(waitFor(
+        [&] { return text("updateStatus") == "Update installed! Restart DaVinci Resolve to apply changes."; },
+        30000))
+        << updates->errorMessageText().toStdString();
+    EXPECT_EQ(text("installedVersion"), "0.2.0");
+    EXPECT_TRUE(find("upToDate"));
+    EXPECT_FALSE(find("downloadAndInstall"));
+    EXPECT_EQ(QDir(QFileInfo(pluginDir).path()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot),
+              QStringList({"com.tarnwell.ondrel"}));
+
+    UpdateManager nextStart(updates->config());
+    AppServices::install({.auth = auth.get(), .updates = &nextStart, .plugins = plugins.get()});
+    show("Account/UpdateView.qml");
+    EXPECT_EQ(text("installedVersion"), "0.2.0");
+    ASSERT_TRUE(waitFor([&] { return text("latestVersion") == "0.2.0"; }));
+    EXPECT_TRUE(find("upToDate"));
+    EXPECT_FALSE(find("downloadAndInstall"));
+    screen.reset();
+    AppServices::install({.auth = auth.get(), .updates = updates.get(), .plugins = plugins.get()});
 }
 
 TEST_F(Screens, UninstallingAsksFirst) {

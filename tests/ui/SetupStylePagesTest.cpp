@@ -185,8 +185,15 @@ TEST(SetupPage, RecentMineRowsTellAStoryFromATranscript) {
     SavedProjectsModel model;
     QList<SavedProject> projects;
     for (const auto& c : cases)
-        projects.push_back(
-            {"Day", 1, "es", {}, {{0, 4, "hola"}, {4, 9, "adiós"}}, c.results, c.preset, c.target});
+        projects.push_back({"Day",
+                            1,
+                            "es",
+                            {},
+                            {{0, 4, "hola"}, {4, 9, "adiós"}},
+                            c.results,
+                            c.preset,
+                            c.target,
+                            std::nullopt});
     model.setProjects(projects);
     for (int row = 0; row < model.rowCount(); ++row) {
         EXPECT_EQ(model.data(model.index(row), SavedProjectsModel::ClipsTextRole), cases[row].clips);
@@ -345,4 +352,64 @@ TEST(SetupPage, ARecentMineOfAnotherProjectKeepsItsTimelineInThePicker) {
     EXPECT_EQ(rig.find("timelinePicker")->property("displayText").toString(), "Day 1");
     EXPECT_TRUE(rig.find("setupNext")->isEnabled());
     EXPECT_EQ(page.languageIndex(), 0) << "the project's language is not taken into the form";
+}
+
+// Without Resolve: a folder of media files mined through the real screens to the files every editor
+// imports. A file that is no media is listed with its reason and left out; nothing on the way
+// speaks of Resolve; the mine is named after its folder and can be re-mined from Recent Mines.
+TEST(SetupPage, AFolderOfMediaFilesMinedToTheHandOffFiles) {
+    WizardRig rig;
+    writeFile(rig.home.path() + "/media/damaged.wav", "no sound in here");
+    writeFile(rig.home.path() + "/media/notes.txt", "a folder's other files are not media");
+    MineView* wizard = openTallWizard(rig);
+    rig.click("source_files");
+    ASSERT_TRUE(rig.find("filesCard"));
+    EXPECT_FALSE(rig.find("connectionCard"));
+    EXPECT_FALSE(rig.find("setupNext")) << "no way on before there are files";
+
+    wizard->sourceFiles()->add({rig.home.path() + "/media"}); // as the folder dialog hands it over
+    ASSERT_TRUE(waitFor([&] { return !wizard->sourceFiles()->isMeasuring(); }, 30000));
+    EXPECT_EQ(rig.text("filesSummary"), "1 file · 0:40 · 1 left out");
+    EXPECT_EQ(wizard->sourceFiles()->data(wizard->sourceFiles()->index(0), SourceFilesModel::DetailRole),
+              "left out: can't be read as media");
+    EXPECT_EQ(wizard->selectedTimelineText(), "media");
+    ASSERT_TRUE(waitFor([&] { return rig.find("setupNext") != nullptr; }));
+
+    // Loose files are no cut to audit.
+    wizard->setSelectedModeValue(int(MiningMode::audit));
+    EXPECT_FALSE(rig.find("setupNext")->isEnabled());
+    EXPECT_TRUE(rig.find("setupBlocked"));
+    wizard->setSelectedModeValue(int(MiningMode::fullMine));
+    rig.click("setupNext");
+    ASSERT_EQ(wizard->currentStep(), MineStep::style);
+    settlePages(rig);
+    rig.click("startMining");
+    ASSERT_TRUE(waitFor(
+        [&] {
+            return rig.text("stepCaption") == "Reading media files..." ||
+                   wizard->currentStep() == MineStep::review;
+        },
+        60000));
+    ASSERT_TRUE(waitFor([&] { return wizard->currentStep() == MineStep::review; }, 60000))
+        << wizard->pipeline()->errorMessageText().toStdString();
+    for (const PipelineLog& line : wizard->pipeline()->logs())
+        EXPECT_FALSE(line.text.contains("Resolve")) << line.text.toStdString();
+    EXPECT_TRUE(wizard->pipeline()->buildResultText().startsWith("✓ Story saved for your editor: "));
+    const QString dir = rig.home.paths().exportDirFor("media");
+    for (const char* file : {"story_edit.fcpxml", "story_edit.xml", "story_edit.otio", "story_edit.edl",
+                             "subtitles.srt", "project.json"})
+        EXPECT_TRUE(QFileInfo(dir + "/" + file).size() > 0) << file;
+
+    // The review saves the edited story for the editor, and the Done page shows how to take it in.
+    settlePages(rig);
+    EXPECT_EQ(rig.text("sendToResolve"), "Save for your editor");
+    rig.click("sendToResolve");
+    ASSERT_EQ(wizard->currentStep(), MineStep::done);
+    settlePages(rig);
+    EXPECT_FALSE(rig.find("buildTimeline"));
+    EXPECT_TRUE(rig.find("handOffCard"));
+    const std::optional<SavedProject> saved = loadSavedProject(rig.home.paths(), "media");
+    ASSERT_TRUE(saved && saved->source);
+    EXPECT_EQ(saved->source->kind, "files");
+    EXPECT_EQ(saved->mediaPaths, QStringList{rig.media});
 }

@@ -1,7 +1,7 @@
 // The Theme's colour reader and gradients, and the symbol table against the installed icon font and
 // every symbol the screens name.
-#include "ui/Icons.h"
 #include "ui/Theme.h"
+#include "ui/Icons.h"
 
 #include <QDirIterator>
 #include <QFile>
@@ -13,9 +13,12 @@ using namespace ondrel;
 
 TEST(Theme, ColorFromHex) {
     const std::pair<const char*, QColor> cases[] = {
-        {"0C0C0E", QColor(12, 12, 14)},     {"#e8440a", QColor(232, 68, 10)},
-        {"#FA3", QColor(255, 170, 51)},     {"80FF0000", QColor(255, 0, 0, 128)},
-        {"#zz12-34-56", QColor(18, 52, 86)}, {"12345", QColor(0, 0, 0)},
+        {"0C0C0E", QColor(12, 12, 14)},
+        {"#e8440a", QColor(232, 68, 10)},
+        {"#FA3", QColor(255, 170, 51)},
+        {"80FF0000", QColor(255, 0, 0, 128)},
+        {"#zz12-34-56", QColor(18, 52, 86)},
+        {"12345", QColor(0, 0, 0)},
         {"", QColor(0, 0, 0)},
     };
     for (const auto& [text, color] : cases)
@@ -45,7 +48,8 @@ TEST(Icons, EverySymbolTheScreensNameHasTheGlyphOfItsIcon) {
     const QRegularExpression line(R"(symbol:\s*([^\n]+))");
     const QRegularExpression quoted(R"re("([^"]*)")re");
     int named = 0;
-    for (QDirIterator it(ONDREL_QML_DIR, {"*.qml"}, QDir::Files, QDirIterator::Subdirectories); it.hasNext();) {
+    for (QDirIterator it(ONDREL_QML_DIR, {"*.qml"}, QDir::Files, QDirIterator::Subdirectories);
+         it.hasNext();) {
         QFile file(it.next());
         ASSERT_TRUE(file.open(QIODevice::ReadOnly));
         for (auto l = line.globalMatch(QString::fromUtf8(file.readAll())); l.hasNext();)
@@ -54,7 +58,8 @@ TEST(Icons, EverySymbolTheScreensNameHasTheGlyphOfItsIcon) {
                 if (symbol.isEmpty())
                     continue;
                 ++named;
-                EXPECT_TRUE(known.contains(symbol)) << symbol.toStdString() << " in " << file.fileName().toStdString();
+                EXPECT_TRUE(known.contains(symbol))
+                    << symbol.toStdString() << " in " << file.fileName().toStdString();
             }
     }
     EXPECT_GT(named, 0);

@@ -38,8 +38,17 @@ inline void collectQmlWarnings(QtMsgType type, const QMessageLogContext&, const 
 struct RecordingOpener : UrlOpener {
     QList<QUrl> opened;
     QStringList shown;
-    void openUrl(const QUrl& url) override { opened << url; }
-    void showInFileViewer(const QString& path) override { shown << path; }
+    void openUrl(const QUrl& url, std::function<void()> failed) override {
+        opened << url;
+        if (refuse && failed)
+            failed();
+    }
+    bool refuse = false; // as a desktop without a browser or a file manager
+    void showInFileViewer(const QString& path, std::function<void()> failed) override {
+        shown << path;
+        if (refuse && failed)
+            failed();
+    }
 };
 
 // A window with one screen in it. Any warning (QML or other) during the test fails it.

@@ -30,6 +30,7 @@ current = proj.GetCurrentTimeline()
 if current and current.GetSetting("timelineFrameRate"):
     fps = float(current.GetSetting("timelineFrameRate"))
 print(f"LOG:Using default fps={fps}")
+timeline_fps = fps
 
 segments = json.load(open(ARGS["segments_path"], encoding='utf-8'))
 print(f"LOG:Loaded {len(segments)} segments")
@@ -92,17 +93,17 @@ if not source:
     print(f"LOG:Auto-discovered {len(source)} audio clips")
 
 
-def tc_to_sec(tc):
+def tc_to_sec(tc, rate=None):
     parts = str(tc).replace(";", ":").split(":")
     if len(parts) != 4:
         return 0.0
     h, m, s, f = (int(p) for p in parts)
-    return h * 3600 + m * 60 + s + f / fps
+    return h * 3600 + m * 60 + s + f / (rate or fps)
 
 
-def sec_to_tc(sec):
+def sec_to_tc(sec, rate=None):
     whole = int(sec)
-    frames = int((sec - whole) * fps)
+    frames = int((sec - whole) * (rate or fps))
     return f"{whole // 3600:02d}:{(whole % 3600) // 60:02d}:{whole % 60:02d}:{frames:02d}"
 
 
@@ -110,6 +111,29 @@ def srt_time(sec):
     whole = int(sec)
     ms = int((sec - whole) * 1000)
     return f"{whole // 3600:02d}:{(whole % 3600) // 60:02d}:{whole % 60:02d},{ms:03d}"
+
+
+def fit_cards(planned, start_sec, end_sec):
+    # A card with less than a second inside the moment (past its end when the punctuation breaks
+    # made more cards than planned, or in a moment shorter than a second) joins the card before it,
+    # or the next one when it is the first, so its words still show in their own moment.
+    kept = []
+    waiting = None
+    for card_start, card_end, card_words in planned:
+        if waiting:
+            card_start, card_words = min(card_start, waiting[0]), waiting[1] + card_words
+            waiting = None
+        if card_end - card_start >= 1.0:
+            kept.append([card_start, card_end, card_words])
+        elif kept:
+            kept[-1][1] = max(kept[-1][1], min(card_end, end_sec))
+            kept[-1][2] = kept[-1][2] + card_words
+        else:
+            waiting = (card_start, card_words)
+    if waiting:
+        # A moment too short for any card of a second: its words take all of it.
+        kept.append([start_sec, end_sec, waiting[1]])
+    return kept
 
 
 # --- lay the clips out on the transcript's clock -------------------------------------------
@@ -156,9 +180,16 @@ if not tl:
         sys.exit(0)
 proj.SetCurrentTimeline(tl)
 print(f"LOG:Created timeline: {tl_name_full}")
+# Positions on the new timeline count its own frames. `fps` may by now be a source file's rate
+# (the last probe or clip that set it), which would run every card and marker short or long.
+try:
+    tl_fps = float(tl.GetSetting("timelineFrameRate") or proj.GetSetting("timelineFrameRate") or 0) or timeline_fps
+except Exception:
+    tl_fps = timeline_fps
 
 # --- place the clips: In and Out on the pool item, then the whole item -----------------------
 appended = 0
+placed = []  # the segment of each clip appended, in timeline order
 for seg_idx, seg in enumerate(segments):
     st = seg["startTime"]
     et = seg["endTime"]
@@ -183,11 +214,18 @@ for seg_idx, seg in enumerate(segments):
     item = entry[0]
     file_rel_start = st - entry[1]
     file_rel_end = et - entry[1]
-    start_tc = tc_to_sec((item.GetClipProperty() or {}).get("Start TC", "00:00:00:00"))
-    item.SetClipProperty("In", sec_to_tc(start_tc + file_rel_start))
-    item.SetClipProperty("Out", sec_to_tc(start_tc + file_rel_end))
+    clip_props = item.GetClipProperty() or {}
+    # A clip's In and Out count its own frames, whatever rate another clip left in `fps`.
+    try:
+        clip_fps = float(clip_props.get("FPS") or 0) or fps
+    except (TypeError, ValueError):
+        clip_fps = fps
+    start_tc = tc_to_sec(clip_props.get("Start TC", "00:00:00:00"), clip_fps)
+    item.SetClipProperty("In", sec_to_tc(start_tc + file_rel_start, clip_fps))
+    item.SetClipProperty("Out", sec_to_tc(start_tc + file_rel_end, clip_fps))
     if mp.AppendToTimeline([item]):
         appended += 1
+        placed.append(seg)
 
 # --- restore the clips and read the positions back ---------------------------------------
 for name, (item, props) in source.items():
@@ -202,11 +240,14 @@ tl_start_offset = tl.GetStartFrame()
 positions = []
 items = tl.GetItemListInTrack("audio", 1)
 if items:
+    # Paired with the segments actually appended, so a clip Resolve refused does not hand its
+    # words and chapter to the moments after it.
     for i, it in enumerate(items):
-        if i >= len(segments):
+        if i >= len(placed):
             break
-        positions.append(((it.GetStart() - tl_start_offset) / fps, (it.GetEnd() - tl_start_offset) / fps,
-                          segments[i].get("translation") or "", segments[i].get("chapter") or ""))
+        positions.append(((it.GetStart() - tl_start_offset) / tl_fps, (it.GetEnd() - tl_start_offset) / tl_fps,
+                          placed[i].get("translation") or "", placed[i].get("chapter") or "",
+                          placed[i].get("translation") or placed[i].get("transcript") or ""))
     print(f"LOG:Read {len(positions)} clip positions from timeline")
 
 # --- chapter markers and subtitle cards --------------------------------------------------
@@ -215,17 +256,18 @@ last_chapter = None
 chapter_idx = 0
 srt_lines = []
 cards = 0
-for start_sec, end_sec, translation, chapter in positions:
+for start_sec, end_sec, translation, chapter, text in positions:
     seg_duration = end_sec - start_sec
     if chapter and chapter != last_chapter:
         try:
-            tl.AddMarker(int(start_sec * fps), colors[chapter_idx % 10], chapter, translation[:50],
-                         max(1, int(seg_duration * fps)))
+            tl.AddMarker(int(start_sec * tl_fps), colors[chapter_idx % 10], chapter, translation[:50],
+                         max(1, int(seg_duration * tl_fps)))
         except Exception:
             pass
         last_chapter = chapter
         chapter_idx += 1
-    words = translation.split()
+    # A moment without a translation shows what was said.
+    words = text.split()
     if not words:
         continue
     num_cards = max(1, round(seg_duration / 3.5))
@@ -237,20 +279,22 @@ for start_sec, end_sec, translation, chapter in positions:
         words_per_card = max(3, len(words) // num_cards)
     word_idx = 0
     card_num = 0
+    planned = []
     while word_idx < len(words):
         end_idx = min(word_idx + words_per_card, len(words))
         for k in range(end_idx - 1, word_idx, -1):
             if words[k].endswith((".", ",", ";", ":", "—", "...")):
                 end_idx = k + 1
                 break
-        text = " ".join(words[word_idx:end_idx])
         card_start = start_sec + card_num * card_duration
         card_end = min(card_start + card_duration, end_sec)
-        if card_end - card_start >= 1.0:
-            cards += 1
-            srt_lines += [str(cards), f"{srt_time(card_start)} --> {srt_time(card_end)}", text, ""]
+        planned.append((card_start, card_end, words[word_idx:end_idx]))
         word_idx = end_idx
         card_num += 1
+    for card_start, card_end, card_words in fit_cards(planned, start_sec, end_sec):
+        cards += 1
+        text = " ".join(card_words)
+        srt_lines += [str(cards), f"{srt_time(card_start)} --> {srt_time(card_end)}", text, ""]
 
 # --- write the subtitles and finish -------------------------------------------------------
 srt_text = "\n".join(srt_lines)

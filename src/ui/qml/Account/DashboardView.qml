@@ -146,6 +146,7 @@ ScreenColumn {
         spacing: Theme.spacing12
         SecondaryButton {
             Layout.fillWidth: true
+            objectName: "manageBilling"
             text: "Manage Billing"
             symbol: "creditcard.fill"
             onClicked: vm.openBilling()
@@ -156,6 +157,30 @@ ScreenColumn {
             text: "Sign Out"
             symbol: "rectangle.portrait.and.arrow.right"
             onClicked: vm.signOut()
+        }
+    }
+
+    // No browser opened the billing page: say so, with its address to copy.
+    RowLayout {
+        Layout.fillWidth: true
+        visible: vm.billingMessage !== ""
+        spacing: Theme.spacing8
+        SymbolIcon {
+            Layout.alignment: Qt.AlignTop
+            symbol: "exclamationmark.triangle.fill"
+            size: 13
+            color: Theme.orange
+        }
+        TextEdit {
+            objectName: "billingMessage"
+            Layout.fillWidth: true
+            text: vm.billingMessage
+            readOnly: true
+            selectByMouse: true
+            wrapMode: TextEdit.Wrap
+            color: Theme.orange
+            selectionColor: Theme.alpha(Theme.accent, 0.4)
+            font: Theme.font("subheadline")
         }
     }
 }

@@ -169,6 +169,21 @@ Rectangle {
         }
 
         RowLayout {
+            visible: vm.browserMessage !== ""
+            Layout.fillWidth: true
+            spacing: Theme.spacing8
+            SymbolIcon { symbol: "exclamationmark.triangle.fill"; size: 13; color: Theme.orange }
+            Text {
+                objectName: "browserMessage"
+                Layout.fillWidth: true
+                text: vm.browserMessage
+                color: Theme.orange
+                wrapMode: Text.Wrap
+                font: Theme.font("subheadline")
+            }
+        }
+
+        RowLayout {
             visible: vm.errorMessage !== ""
             Layout.fillWidth: true
             spacing: Theme.spacing8

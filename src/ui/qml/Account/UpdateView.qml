@@ -3,8 +3,8 @@ import QtQuick.Controls
 import QtQuick.Layouts
 import Ondrel.Ui
 
-// The updates tab: which plugin version this application carries, what the service offers, and
-// the update itself.
+// The updates tab: which plugin version is installed, what the service offers, and the update
+// itself.
 ScreenColumn {
     id: root
     title: "Updates"
@@ -21,7 +21,12 @@ ScreenColumn {
             ColumnLayout {
                 spacing: Theme.spacing2
                 SectionLabel { text: "Installed" }
-                Text { text: vm.installedVersion; color: Theme.foreground; font: Theme.font("mono", 15) }
+                Text {
+                    objectName: "installedVersion"
+                    text: vm.installedVersion
+                    color: Theme.foreground
+                    font: Theme.font("mono", 15)
+                }
             }
             ColumnLayout {
                 spacing: Theme.spacing2
@@ -79,6 +84,7 @@ ScreenColumn {
     }
 
     SolidCard {
+        objectName: "upToDate"
         visible: vm.showUpToDate
         Layout.fillWidth: true
         RowLayout {

@@ -343,9 +343,23 @@ ScreenColumn {
             visible: vm.selectedCount > 0
             Layout.fillWidth: true
             implicitHeight: 44
-            text: vm.addMomentsText
+            text: vm.isAdding ? "Building in Resolve..." : vm.addMomentsText
+            busy: vm.isAdding
+            // Inert while building, but drawn at full strength: it is busy, not unavailable.
+            enabled: !vm.isAdding
+            opacity: 1
             leading: Component { PixelGemView { color: "white"; size: 14 } }
             onClicked: vm.addMoments()
+        }
+        Text {
+            objectName: "addStatus"
+            visible: vm.addStatus !== ""
+            Layout.fillWidth: true
+            horizontalAlignment: Text.AlignHCenter
+            wrapMode: Text.Wrap
+            text: vm.addStatus
+            color: vm.addFailed ? Theme.accent : Theme.green
+            font: Theme.font("subheadline", 0, "medium")
         }
         ThemedButton {
             objectName: "auditAnother"

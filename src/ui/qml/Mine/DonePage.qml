@@ -50,6 +50,7 @@ ScreenColumn {
         spacing: Theme.spacing8
         PrimaryButton {
             objectName: "buildTimeline"
+            visible: vm.resolveConnected
             Layout.fillWidth: true
             implicitHeight: 46
             text: vm.isBuilding ? "Building in Resolve..." : "Build Timeline in Resolve"
@@ -70,6 +71,81 @@ ScreenColumn {
             text: vm.buildStatus
             color: vm.buildFailed ? Theme.accent : Theme.green
             font: Theme.font("subheadline", 0, "medium")
+        }
+        // Every editor's way in: the page's main action when Resolve Studio is not there to build.
+        PrimaryButton {
+            objectName: "openInEditor"
+            Layout.fillWidth: true
+            implicitHeight: vm.resolveConnected ? 40 : 46
+            text: vm.isSaving && vm.savedFor === "editor" ? "Saving for your editor..." : "Open in your editor"
+            symbol: "square.and.arrow.up"
+            busy: vm.isSaving && vm.savedFor === "editor"
+            enabled: !vm.isSaving && vm.hasExportDir
+            fill: vm.resolveConnected ? Theme.alpha(Theme.border, hovered ? 1 : 0.7)
+                                      : (hovered ? Theme.accentHover : Theme.accent)
+            textColor: vm.resolveConnected ? Theme.foreground : "white"
+            onClicked: vm.openInEditor()
+        }
+        DoneSavedNote {
+            objectName: "editorSaved"
+            Layout.fillWidth: true
+            visible: vm.savedFor === "editor" && vm.savedNote !== ""
+            model: vm
+        }
+        DoneFolderMessage {
+            Layout.fillWidth: true
+            model: vm
+            place: "editor"
+        }
+    }
+
+    // ---- how each editor takes the story in ----
+    SolidCard {
+        objectName: "handOffCard"
+        visible: vm.handedOff
+        Layout.fillWidth: true
+        SectionLabel { text: "Open in your editor" }
+        Repeater {
+            model: vm.editorLines
+            RowLayout {
+                required property var modelData
+                Layout.fillWidth: true
+                spacing: Theme.spacing8
+                Text {
+                    text: modelData.editor + ":"
+                    color: Theme.foreground
+                    font: Theme.font("callout", 0, "semibold")
+                }
+                Text {
+                    Layout.fillWidth: true
+                    text: modelData.how
+                    color: Theme.textSecondary
+                    elide: Text.ElideRight
+                    font: Theme.font("callout")
+                }
+                Text {
+                    text: modelData.file
+                    color: Theme.textMuted
+                    font: Theme.font("mono", 11)
+                }
+            }
+        }
+        Text {
+            objectName: "handOffSubtitles"
+            Layout.fillWidth: true
+            wrapMode: Text.Wrap
+            text: "Subtitles: import subtitles.srt beside the timeline in any of them."
+            color: Theme.textMuted
+            font: Theme.font("subheadline")
+        }
+        Text {
+            objectName: "handOffWarning"
+            visible: text !== ""
+            Layout.fillWidth: true
+            wrapMode: Text.Wrap
+            text: vm.handOffWarning
+            color: Theme.orange
+            font: Theme.font("subheadline")
         }
     }
 
@@ -318,6 +394,12 @@ ScreenColumn {
                 onClicked: vm.exportEdl()
             }
         }
+        DoneSavedNote {
+            objectName: "exportSaved"
+            Layout.fillWidth: true
+            visible: vm.savedFor === "export" && (vm.savedNote !== "" || vm.isSaving)
+            model: vm
+        }
         DoneTintButton {
             objectName: "openExportFolder"
             Layout.alignment: Qt.AlignLeft
@@ -326,6 +408,11 @@ ScreenColumn {
             symbol: "folder"
             tint: Theme.accent
             onClicked: vm.openExportFolder()
+        }
+        DoneFolderMessage {
+            Layout.fillWidth: true
+            model: vm
+            place: "export"
         }
     }
 

@@ -5,7 +5,7 @@ import Ondrel.Ui
 
 // The pipeline's log as a small terminal: a title bar with the window dots and "ondrel", then one
 // mono line per entry (stamp, text in its colour) and the cursor; every new line scrolls the
-// cursor into view.
+// cursor into view, and so does each line's wrapping while the console follows the log.
 Item {
     id: root
     property var logs: null              // the pipeline's log model
@@ -117,9 +117,23 @@ Item {
                 duration: 250
                 easing.type: Easing.InOutQuad
             }
+            // A wrapped line gets its height after it is laid out, which is after the scroll its
+            // arrival started (and a page opened on a finished run lays out every line so): while
+            // the console follows the log, each change of height scrolls on to the cursor. The
+            // editor scrolling up stops that; scrolling back to the end, or a new line, resumes it.
+            property bool following: true
+            onContentYChanged: {
+                if (!follow.running)
+                    following = contentY >= atEnd() - 1
+            }
+            function atEnd() {
+                return originY + contentHeight + bottomMargin - height
+            }
+            onContentHeightChanged: if (following) Qt.callLater(scrollToCursor)
+            onHeightChanged: if (following) Qt.callLater(scrollToCursor)
             function scrollToCursor() {
-                const top = originY - topMargin
-                const end = Math.max(top, originY + contentHeight + bottomMargin - height)
+                following = true
+                const end = Math.max(originY - topMargin, atEnd())
                 follow.stop()
                 follow.to = end
                 follow.start()

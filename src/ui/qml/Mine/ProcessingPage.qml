@@ -43,7 +43,8 @@ Item {
                     objectName: "miningTitle"
                     Layout.alignment: Qt.AlignHCenter
                     // Sized for the longest dots so the caption does not jitter.
-                    Layout.preferredWidth: titleMetrics.advanceWidth
+                    Layout.preferredWidth: Math.max(titleMetrics.advanceWidth, implicitWidth)
+                    horizontalAlignment: Text.AlignHCenter
                     text: vm.title
                     color: Theme.foreground
                     font: Theme.font("body", 16, "semibold")
@@ -56,7 +57,7 @@ Item {
                 Text {
                     objectName: "stepCaption"
                     Layout.alignment: Qt.AlignHCenter
-                    text: root.pipeline.stepText
+                    text: root.pipeline.stepCaption
                     color: Theme.accent
                     font: Theme.font("subheadline", 12)
                 }
@@ -162,9 +163,19 @@ Item {
                 }
             }
 
+            // Once the work has ended the page says so and offers the way on instead of Cancel.
+            PrimaryButton {
+                objectName: "miningNext"
+                Layout.alignment: Qt.AlignHCenter
+                visible: vm.outcome !== ""
+                text: vm.nextText
+                onClicked: vm.goOn()
+            }
+
             AbstractButton {
                 objectName: "cancelMining"
                 Layout.alignment: Qt.AlignHCenter
+                visible: vm.outcome === ""
                 hoverEnabled: true
                 padding: Theme.spacing6
                 onClicked: vm.askCancel()

@@ -98,6 +98,19 @@ Item {
             moveDisplaced: Transition { NumberAnimation { properties: "y"; duration: 200; easing.type: Easing.InOutQuad } }
             move: Transition { NumberAnimation { properties: "y"; duration: 200; easing.type: Easing.InOutQuad } }
             remove: Transition { NumberAnimation { property: "opacity"; to: 0; duration: 250; easing.type: Easing.InOutQuad } }
+
+            // With every moment removed there is nothing to send: say where the ways on are.
+            Text {
+                objectName: "reviewEmpty"
+                visible: vm.count === 0
+                anchors.centerIn: parent
+                width: parent.width - 2 * Theme.spacing24
+                horizontalAlignment: Text.AlignHCenter
+                wrapMode: Text.Wrap
+                text: "No moments left. Re-mine for a new story, or skip to the exports."
+                color: Theme.textMuted
+                font: Theme.font("body")
+            }
             removeDisplaced: Transition { NumberAnimation { properties: "y"; duration: 250; easing.type: Easing.InOutQuad } }
 
             delegate: Item {
@@ -199,7 +212,7 @@ Item {
             Item { Layout.fillWidth: true }
             PrimaryButton {
                 objectName: "sendToResolve"
-                text: "Send to Resolve"
+                text: root.wizard.speaksResolve ? "Send to Resolve" : "Save for your editor"
                 enabled: vm.count > 0
                 leading: Component { PixelGemView { color: "white"; size: 14 } }
                 onClicked: vm.sendToResolve()

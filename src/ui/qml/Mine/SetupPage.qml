@@ -1,10 +1,12 @@
 import QtQuick
 import QtQuick.Controls
 import QtQuick.Layouts
+import QtQuick.Dialogs
 import Ondrel.Ui
 
-// The wizard's first page: the recent mines, the connection to Resolve and, once connected, the
-// timeline, mode, language and length of the story, the cost estimate and the way on.
+// The wizard's first page: the recent mines, the source (a timeline in Resolve, media files, or an
+// editor's timeline file) and, once there is one, the mode, language and length of the story, the
+// cost estimate and the way on.
 Item {
     id: root
     required property MineView wizard
@@ -44,7 +46,7 @@ Item {
                         font: Theme.font("title")
                     }
                     Text {
-                        text: "Connect to Resolve and pick your source"
+                        text: "Pick your source: a Resolve timeline, media files or an editor's timeline"
                         color: Theme.textMuted
                         font: Theme.font("body")
                     }
@@ -75,9 +77,48 @@ Item {
                     }
                 }
 
+                // Where the media come from.
+                ColumnLayout {
+                    Layout.fillWidth: true
+                    spacing: Theme.spacing8
+                    SectionLabel { text: "SOURCE" }
+                    RowLayout {
+                        Layout.fillWidth: true
+                        spacing: Theme.spacing8
+                        Repeater {
+                            model: [
+                                { kind: "resolve", label: "Resolve timeline", symbol: "waveform" },
+                                { kind: "files", label: "Media files", symbol: "folder" },
+                                { kind: "timelineFile", label: "Timeline file", symbol: "doc.text" }
+                            ]
+                            SetupSourceTab {
+                                required property var modelData
+                                objectName: "source_" + modelData.kind
+                                Layout.fillWidth: true
+                                Layout.preferredWidth: 1
+                                label: modelData.label
+                                iconSymbol: modelData.symbol
+                                selected: root.wizard.sourceKind === modelData.kind
+                                onClicked: root.wizard.sourceKind = modelData.kind
+                            }
+                        }
+                    }
+                }
+
+                // Media files picked or dropped.
+                SetupFilesCard {
+                    objectName: "filesCard"
+                    visible: root.wizard.sourceKind === "files"
+                    Layout.fillWidth: true
+                    files: root.wizard.sourceFiles
+                    onChooseFiles: fileDialog.open()
+                    onChooseFolder: folderDialog.open()
+                }
+
                 // Connection to Resolve.
                 GlassCard {
                     objectName: "connectionCard"
+                    visible: root.wizard.speaksResolve
                     Layout.fillWidth: true
                     radius: Theme.radiusMd
                     padding: Theme.spacing16
@@ -139,14 +180,15 @@ Item {
                     }
                 }
 
-                // The rest of the form needs Resolve.
+                // The rest of the form needs a source.
                 ColumnLayout {
                     objectName: "setupForm"
-                    visible: vm.isConnected
+                    visible: vm.showsForm
                     Layout.fillWidth: true
                     spacing: Theme.spacing20
 
                     ColumnLayout {
+                        visible: root.wizard.speaksResolve
                         Layout.fillWidth: true
                         spacing: Theme.spacing8
                         SectionLabel { text: "TIMELINE" }
@@ -339,9 +381,20 @@ Item {
             }
         }
 
-        // The way on; only once Resolve is there.
+        // The way on; only once there is a source.
+        Text {
+            objectName: "setupBlocked"
+            visible: vm.blockedText !== ""
+            Layout.preferredWidth: root.columnWidth
+            Layout.alignment: Qt.AlignHCenter
+            Layout.topMargin: Theme.spacing8
+            wrapMode: Text.Wrap
+            text: vm.blockedText
+            color: Theme.orange
+            font: Theme.font("subheadline")
+        }
         Rectangle {
-            visible: vm.isConnected
+            visible: vm.showsForm
             Layout.fillWidth: false
             Layout.preferredWidth: root.columnWidth
             Layout.alignment: Qt.AlignHCenter
@@ -351,7 +404,7 @@ Item {
         // The cost stands by the button it is the cost of, both pinned under the form: with a
         // timeline and recent mines the form runs past the window's default height.
         RowLayout {
-            visible: vm.isConnected
+            visible: vm.showsForm
             // A nested layout fills by default; the bar keeps to the form's column.
             Layout.fillWidth: false
             Layout.preferredWidth: root.columnWidth
@@ -397,5 +450,32 @@ Item {
                 onClicked: vm.next()
             }
         }
+    }
+
+    // Files dropped anywhere on the page are media to mine.
+    DropArea {
+        objectName: "filesDrop"
+        anchors.fill: parent
+        onDropped: drop => {
+            if (!drop.hasUrls)
+                return
+            root.wizard.sourceKind = "files"
+            root.wizard.sourceFiles.addUrls(drop.urls)
+            drop.accept()
+        }
+    }
+
+    FileDialog {
+        id: fileDialog
+        title: "Choose media files"
+        fileMode: FileDialog.OpenFiles
+        nameFilters: ["Video and audio (*.mov *.mp4 *.m4v *.mxf *.mts *.avi *.mkv *.wav *.bwf *.aif *.aiff *.mp3 *.m4a *.aac *.flac)",
+                      "All files (*)"]
+        onAccepted: root.wizard.sourceFiles.addUrls(selectedFiles)
+    }
+    FolderDialog {
+        id: folderDialog
+        title: "Choose a folder of media files"
+        onAccepted: root.wizard.sourceFiles.addUrls([selectedFolder])
     }
 }

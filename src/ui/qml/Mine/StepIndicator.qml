@@ -25,6 +25,11 @@ RowLayout {
                 implicitWidth: stepRow.implicitWidth
                 implicitHeight: stepRow.implicitHeight
                 TapHandler { onTapped: root.wizard.tapStep(step.index) }
+                HoverHandler {
+                    // Read for their changes: whether a step can be tapped follows them.
+                    cursorShape: (root.wizard.currentStep, root.wizard.isWorking, root.wizard.page,
+                                  root.wizard.canTapStep(step.index)) ? Qt.PointingHandCursor : Qt.ArrowCursor
+                }
                 Row {
                     id: stepRow
                     spacing: Theme.spacing6
