@@ -603,6 +603,7 @@ QCoro::Task<> LocalPipeline::auditTimeline(QString timeline) {
     const Entry entry = co_await enter();
     if (!entry)
         co_return;
+    m_runSource.reset();
     co_await m_steps.auditTimeline(*this, timeline);
 }
 
@@ -615,6 +616,7 @@ QCoro::Task<> LocalPipeline::auditCut(MineSource source, QList<CutClip> clips, Q
     reset();
     markStarted();
     m_runSource = source.files;
+    m_auditedCut = source.name;
     const QString file =
         source.files && source.files->path ? QFileInfo(*source.files->path).fileName() : source.name;
     log(QStringLiteral("$ ondrel audit --timeline ") + source.name, QStringLiteral("dim"));
@@ -735,6 +737,12 @@ QCoro::Task<> LocalPipeline::buildMoments(QList<StorySegment> moments) {
     story = co_await m_steps.assignSourceClips(*this, story, media);
     if (isCancelled())
         co_return;
+    if (m_runSource) {
+        // A cut from a file goes back to the editor as files, beside the cut's own mines.
+        co_await saveStoryForEditors(paths().exportDirFor(m_auditedCut + QStringLiteral(" · buried gold")),
+                                     story.segments);
+        co_return;
+    }
     m_steps.writeSegmentsJsonPublic(*this, story.segments);
     co_await m_steps.buildTimelineFromSegmentsFile(*this);
 }

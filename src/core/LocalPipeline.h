@@ -322,6 +322,7 @@ private:
     std::optional<MiningResults> m_results;
     std::optional<QString> m_errorMessage;
     std::optional<QString> m_lastExportDir;
+    QString m_auditedCut; // the name of the cut last audited from a file
     std::optional<QStringList> m_lastMediaPaths;
     std::optional<QString> m_buildResult;
     std::optional<AuditReport> m_auditReport;

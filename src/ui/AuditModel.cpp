@@ -234,7 +234,19 @@ QString AuditModel::goldCountText() const {
 
 // No singular: "Add 1 moments to timeline".
 QString AuditModel::addMomentsText() const {
+    if (savesForEditor())
+        return QStringLiteral("Save %1 moments for your editor").arg(selectedCount());
     return QStringLiteral("Add %1 moments to timeline").arg(selectedCount());
+}
+
+QString AuditModel::addingText() const {
+    return savesForEditor() ? QStringLiteral("Saving for your editor...")
+                            : QStringLiteral("Building in Resolve...");
+}
+
+// A cut read from a timeline file goes back as files, not into Resolve.
+bool AuditModel::savesForEditor() const {
+    return m_wizard && m_wizard->pipeline()->runSource().has_value();
 }
 
 void AuditModel::addMoments() {

@@ -110,6 +110,8 @@ class AuditModel : public QObject {
 
     Q_PROPERTY(int selectedCount READ selectedCount NOTIFY selectionChanged)
     Q_PROPERTY(QString addMomentsText READ addMomentsText NOTIFY selectionChanged)
+    // "Building in Resolve...", or for a cut read from a file "Saving for your editor...".
+    Q_PROPERTY(QString addingText READ addingText NOTIFY selectionChanged)
     // The timeline of the chosen moments: under way, and how it ended (with the time it did).
     Q_PROPERTY(bool isAdding READ isAdding NOTIFY addChanged)
     Q_PROPERTY(QString addStatus READ addStatus NOTIFY addChanged)
@@ -147,6 +149,7 @@ public:
 
     int selectedCount() const { return int(m_gold.selectedMoments().size()); }
     QString addMomentsText() const;
+    QString addingText() const;
 
     // "Add {n} moments to timeline": a new timeline of the chosen moments, in the report's order,
     // each in its own source clip.
@@ -171,6 +174,7 @@ private:
     AuditGoldModel m_gold;
     AuditRowsModel m_redundancies;
     AuditRowsModel m_alternates;
+    bool savesForEditor() const;
     bool m_isAdding = false;
     QString m_addStatus;
 };

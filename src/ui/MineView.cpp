@@ -10,6 +10,7 @@
 
 #include <QCoroTask>
 
+#include <algorithm>
 #include <cmath>
 
 namespace ondrel {
@@ -116,6 +117,8 @@ MineView::MineView(QObject* parent)
 
     m_sourceFiles.setTools(m_pipeline->tools());
     connect(&m_sourceFiles, &SourceFilesModel::changed, this, &MineView::onSourceFilesChanged);
+    m_timelineFile.setTools(m_pipeline->tools().tools());
+    connect(&m_timelineFile, &TimelineFileModel::changed, this, &MineView::onSourceFilesChanged);
 
     refreshSavedProjects();
     refreshConnection();
@@ -148,29 +151,38 @@ void MineView::setSourceKind(const QString& kind) {
 }
 
 QString MineView::fileSourceName() const {
-    const QStringList files = m_sourceFiles.readablePaths();
-    const QString folder = !m_sourceFiles.chosenFolder().isEmpty()
-                               ? m_sourceFiles.chosenFolder()
-                               : (files.isEmpty() ? QString() : QFileInfo(files.first()).absolutePath());
-    QString name = QFileInfo(folder).fileName();
+    const bool timelineFile = m_sourceKind == QLatin1String("timelineFile");
+    const QStringList files = timelineFile ? m_timelineFile.mediaPaths() : m_sourceFiles.readablePaths();
+    QString name;
+    QString where;
+    if (timelineFile) {
+        name = m_timelineFile.baseName();
+        where = m_timelineFile.path();
+    } else {
+        where = !m_sourceFiles.chosenFolder().isEmpty()
+                    ? m_sourceFiles.chosenFolder()
+                    : (files.isEmpty() ? QString() : QFileInfo(files.first()).absolutePath());
+        name = QFileInfo(where).fileName();
+    }
     if (name.isEmpty())
-        name = QStringLiteral("Media files");
+        name = timelineFile ? QStringLiteral("Timeline file") : QStringLiteral("Media files");
     // Another saved mine of other files under this name would be overwritten by this one.
     for (const SavedProject& p : m_savedProjects.projects()) {
         if (p.timeline == name && sortedPaths(p.mediaPaths) != sortedPaths(files)) {
-            const QByteArray where = (folder.isEmpty() ? files.join(u'|') : folder).toUtf8();
+            const QByteArray key = (where.isEmpty() ? files.join(u'|') : where).toUtf8();
             return name + QStringLiteral(" · ") +
                    QString::fromLatin1(
-                       QCryptographicHash::hash(where, QCryptographicHash::Sha1).toHex().left(6));
+                       QCryptographicHash::hash(key, QCryptographicHash::Sha1).toHex().left(6));
         }
     }
     return name;
 }
 
 void MineView::onSourceFilesChanged() {
-    if (m_sourceKind != QLatin1String("files"))
-        return;
-    setSelectedTimelineText(m_sourceFiles.readablePaths().isEmpty() ? QString() : fileSourceName());
+    if (m_sourceKind == QLatin1String("files"))
+        setSelectedTimelineText(m_sourceFiles.readablePaths().isEmpty() ? QString() : fileSourceName());
+    else if (m_sourceKind == QLatin1String("timelineFile"))
+        setSelectedTimelineText(m_timelineFile.isReady() ? fileSourceName() : QString());
 }
 
 MineSource MineView::chosenSource() const {
@@ -181,7 +193,42 @@ MineSource MineView::chosenSource() const {
             ProjectSource{QStringLiteral("files"), folder.isEmpty() ? std::nullopt : std::optional(folder)},
             m_sourceFiles.readablePaths()};
     }
+    if (m_sourceKind == QLatin1String("timelineFile"))
+        return {m_selectedTimeline.value_or(fileSourceName()),
+                ProjectSource{QStringLiteral("timelineFile"), m_timelineFile.path()},
+                m_timelineFile.mediaPaths()};
     return MineSource::resolveTimeline(m_selectedTimeline.value_or(QString()));
+}
+
+void MineView::dropUrls(const QList<QUrl>& urls) {
+    static const QStringList timelineSuffixes{QStringLiteral("fcpxml"), QStringLiteral("fcpxmld"),
+                                              QStringLiteral("xml"), QStringLiteral("otio"),
+                                              QStringLiteral("edl")};
+    if (urls.size() == 1 && urls.front().isLocalFile() &&
+        timelineSuffixes.contains(QFileInfo(urls.front().toLocalFile()).suffix().toLower())) {
+        setSourceKind(QStringLiteral("timelineFile"));
+        m_timelineFile.openUrl(urls.front());
+        return;
+    }
+    setSourceKind(QStringLiteral("files"));
+    m_sourceFiles.addUrls(urls);
+}
+
+std::optional<SavedProject> MineView::projectCovering(const QStringList& mediaPaths) const {
+    // The newest first: a later mine of the same files holds the transcript last made.
+    std::optional<SavedProject> best;
+    for (const SavedProject& p : m_savedProjects.projects()) {
+        if (p.transcript.isEmpty() || (best && best->createdAt >= p.createdAt))
+            continue;
+        const bool covers = std::all_of(mediaPaths.begin(), mediaPaths.end(),
+                                        [&](const QString& path) { return p.mediaPaths.contains(path); });
+        // Its clock lays every one of its files; one gone would move the files after it.
+        const bool whole = std::all_of(p.mediaPaths.begin(), p.mediaPaths.end(),
+                                       [](const QString& path) { return QFileInfo(path).isFile(); });
+        if (covers && whole)
+            best = p;
+    }
+    return best;
 }
 
 void MineView::refreshSavedProjects() {
@@ -377,6 +424,19 @@ void MineView::startMining() {
     // Loose media files are no cut: there is nothing to audit.
     if (isAudit() && m_sourceKind == QLatin1String("files"))
         return;
+    if (isAudit() && m_sourceKind == QLatin1String("timelineFile")) {
+        MineSource source = chosenSource();
+        const std::optional<SavedProject> saved = projectCovering(source.mediaPaths);
+        std::optional<TranscriptResult> transcript;
+        if (saved) {
+            source.mediaPaths = saved->mediaPaths;
+            transcript = LocalPipeline::loadProject(*saved);
+        }
+        reviewWhenComplete(this, m_pipeline,
+                           p.auditCut(std::move(source), m_timelineFile.cutClips(), m_selectedLanguage,
+                                      std::move(transcript)));
+        return;
+    }
     QCoro::Task<> work =
         isAudit()         ? p.auditTimeline(*m_selectedTimeline)
         : m_loadedProject ? p.runFromProject(*m_loadedProject, m_targetMinutes, m_styleSliders,

@@ -5,6 +5,7 @@
 
 #include "AppServices.h"
 #include "SourceFiles.h"
+#include "TimelineFile.h"
 
 #include "analysis/StyleModel.h"
 #include "core/LocalPipeline.h"
@@ -73,6 +74,7 @@ class MineView : public QObject {
     Q_PROPERTY(QString sourceKind READ sourceKind WRITE setSourceKind NOTIFY sourceKindChanged)
     Q_PROPERTY(bool speaksResolve READ speaksResolve NOTIFY sourceKindChanged)
     Q_PROPERTY(ondrel::SourceFilesModel* sourceFiles READ sourceFiles CONSTANT)
+    Q_PROPERTY(ondrel::TimelineFileModel* timelineFile READ timelineFile CONSTANT)
 
     // The choices; "" stands for none.
     Q_PROPERTY(QString selectedTimeline READ selectedTimelineText WRITE setSelectedTimelineText NOTIFY
@@ -118,8 +120,12 @@ public:
     void setSourceKind(const QString& kind);
     bool speaksResolve() const { return m_sourceKind == QLatin1String("resolve"); }
     SourceFilesModel* sourceFiles() { return &m_sourceFiles; }
-    // The name a mine of files goes by: its folder's, or its first file's folder's, with a short
-    // hash of where it lies when another saved mine of other files already has that name.
+    TimelineFileModel* timelineFile() { return &m_timelineFile; }
+    // Dropped on the setup page: one timeline file becomes the source, anything else media files.
+    Q_INVOKABLE void dropUrls(const QList<QUrl>& urls);
+    // The name a mine of files goes by: its folder's, or its first file's folder's (a timeline
+    // file's own name), with a short hash of where it lies when another saved mine of other files
+    // already has that name.
     QString fileSourceName() const;
 
     const std::optional<QString>& selectedTimeline() const { return m_selectedTimeline; }
@@ -201,6 +207,8 @@ private:
     static QCoro::Task<> connectToResolve(std::shared_ptr<ResolveBridge> bridge);
     void refreshSavedProjects();
     void onSourceFilesChanged();
+    // The saved project whose transcript covers every file of the cut, for its audit.
+    std::optional<SavedProject> projectCovering(const QStringList& mediaPaths) const;
     MineSource chosenSource() const;
     void setLoadedProject(std::optional<SavedProject> project);
 
@@ -210,6 +218,7 @@ private:
     std::unique_ptr<CloudProcessor> m_cloud;
     SavedProjectsModel m_savedProjects;
     SourceFilesModel m_sourceFiles;
+    TimelineFileModel m_timelineFile;
     QString m_sourceKind = QStringLiteral("resolve");
 
     MineStep m_currentStep = MineStep::setup;

@@ -119,6 +119,10 @@ QString SetupPageModel::blockedText() const {
     if (m_wizard && m_wizard->isAudit() && m_wizard->sourceKind() == QLatin1String("files"))
         return QStringLiteral(
             "An audit reads a cut: choose a Resolve timeline or an editor's timeline file.");
+    // A saved mine of a timeline file keeps its transcript, not the cut.
+    if (m_wizard && m_wizard->isAudit() && m_wizard->sourceKind() == QLatin1String("timelineFile") &&
+        m_wizard->hasLoadedProject() && !m_wizard->timelineFile()->isReady())
+        return QStringLiteral("An audit reads the cut itself: choose its timeline file again.");
     return {};
 }
 

@@ -2,6 +2,7 @@
 // marks, and an audit of the fake Resolve's cut through the real QML.
 #include "DoneAuditSupport.h"
 
+#include "media/TranscriptCache.h"
 #include "ui/AuditModel.h"
 #include "ui/Theme.h"
 
@@ -207,4 +208,135 @@ TEST(AuditPage, AnAuditOfTheCutShowsWhatItMissedAndRebuilds) {
 
     revealAndClick(rig, "auditAnother");
     EXPECT_EQ(wizard->currentStep(), MineStep::setup);
+}
+
+// Without Resolve: the editor's cut comes as a timeline file whose media moved. "Locate folder…"
+// finds them by name, a file that stays missing leaves its clip out, and the audit maps the clip's
+// source stretch onto the transcript of its file, transcribed first as a Full Mine would. The moments
+// chosen go back as files for the editor, and a second audit of the same cut transcribes nothing.
+TEST(AuditPage, ACutReadFromATimelineFileIsAuditedWithoutResolve) {
+    WizardRig rig;
+    const QString cut = rig.home.path() + "/cuts/Interview Cut.fcpxml";
+    writeFile(cut, QStringLiteral(R"(<?xml version="1.0" encoding="UTF-8"?>
+<!DOCTYPE fcpxml>
+<fcpxml version="1.11">
+  <resources>
+    <format id="r1" frameDuration="1/25s" width="1920" height="1080"/>
+    <asset id="r2" name="interview" start="0s" duration="40s" hasAudio="1" audioSources="1" audioChannels="1" audioRate="48000">
+      <media-rep kind="original-media" src="file://%1/moved/interview.wav"/>
+    </asset>
+    <asset id="r3" name="B-roll" start="0s" duration="10s" hasAudio="1" audioSources="1" audioChannels="1" audioRate="48000">
+      <media-rep kind="original-media" src="file://%1/lost/B-roll.wav"/>
+    </asset>
+  </resources>
+  <library><event name="Cuts"><project name="Interview Cut">
+    <sequence format="r1" tcStart="0s" tcFormat="NDF">
+      <spine>
+        <asset-clip ref="r2" name="interview" offset="0s" start="2s" duration="7s"/>
+        <asset-clip ref="r3" name="B-roll" offset="7s" start="0s" duration="5s"/>
+      </spine>
+    </sequence>
+  </project></event></library>
+</fcpxml>
+)")
+                       .arg(rig.home.path())
+                       .toUtf8());
+    rig.services.answerAlways(
+        "/v1/messages",
+        {200,
+         QByteArray::fromStdString(Json{
+             {"content",
+              {{{"type", "text"},
+                {"text",
+                 R"({"coveragePercent":17.5,"usedSegments":[{"startTime":2,"endTime":9,"text":"hola"}],)"
+                 R"("buriedGold":[{"startTime":12,"endTime":20,"text":"nací en el mar","reason":"roots",)"
+                 R"("emotionalWeight":4}],"redundancies":[],"alternates":[],"themeGaps":[],)"
+                 R"("confidenceScore":62,"summary":"The sea is missing."})"}}}}}
+                                       .dump())});
+
+    MineView* wizard = rig.openWizard();
+    rig.window.resize(1100, 1200);
+    qobject_cast<QQuickItem*>(rig.screen.get())->setSize(rig.window.size());
+    wizard->setSelectedModeValue(int(MiningMode::audit));
+    rig.click("source_timelineFile");
+    ASSERT_TRUE(rig.find("timelineFileCard"));
+    TimelineFileModel* file = wizard->timelineFile();
+    file->openUrl(QUrl::fromLocalFile(cut)); // as the file dialog hands it over
+    ASSERT_TRUE(waitFor([&] { return !file->isReading(); }, 30000));
+    EXPECT_EQ(rig.text("timelineFileSummary"), "FCPXML 1.11 · 25 fps · 2 clips from 2 files · 2 left out");
+    EXPECT_TRUE(rig.text("missingMediaText").contains("interview.wav, B-roll.wav") ||
+                rig.text("missingMediaText").contains("B-roll.wav and interview.wav") ||
+                rig.text("missingMediaText").contains("interview.wav and B-roll.wav"))
+        << rig.text("missingMediaText").toStdString();
+    EXPECT_TRUE(rig.text("missingMediaText").endsWith("Locate their folder to go on."));
+    EXPECT_FALSE(rig.find("setupNext") && rig.find("setupNext")->isEnabled()) << "nothing to audit yet";
+
+    file->locateFolder(QUrl::fromLocalFile(rig.home.path() + "/media")); // "Locate folder…"
+    ASSERT_TRUE(waitFor([&] { return !file->isReading(); }, 30000));
+    EXPECT_EQ(rig.text("timelineFileSummary"), "FCPXML 1.11 · 25 fps · 2 clips from 2 files · 1 left out");
+    EXPECT_TRUE(rig.text("missingMediaText").endsWith("Their clips are left out unless you locate them."));
+    EXPECT_EQ(wizard->selectedTimelineText(), "Interview Cut");
+    ASSERT_TRUE(waitFor([&] { return rig.find("setupNext") && rig.find("setupNext")->isEnabled(); }));
+    rig.click("setupNext");
+
+    ASSERT_TRUE(waitFor([&] { return wizard->page() == "audit"; }, 60000))
+        << wizard->pipeline()->errorMessageText().toStdString();
+    ASSERT_EQ(rig.services.requestsTo("/v1/audio/transcriptions").size(), 1);
+    const QList<RecordedRequest> asked = rig.services.requestsTo("/v1/messages");
+    ASSERT_EQ(asked.size(), 1);
+    const QString prompt = QString::fromUtf8(asked[0].body);
+    // The clip's source stretch, 2–9 s of its file, holds the first line whole; the rest was left.
+    EXPECT_TRUE(prompt.contains("[USED] [2.0s → 9.0s] hola a todos")) << prompt.toStdString();
+    EXPECT_TRUE(prompt.contains("[UNUSED] [12.0s → 20.0s] nací en el mar"));
+    EXPECT_TRUE(prompt.contains("cut together 1 clips"));
+    for (const PipelineLog& line : wizard->pipeline()->logs())
+        EXPECT_FALSE(line.text.contains("Resolve")) << line.text.toStdString();
+    ASSERT_TRUE(waitForSettledPages(rig));
+    EXPECT_EQ(rig.text("usedText"), "1 clips");
+
+    revealAndClick(rig, "goldSelect0");
+    ASSERT_TRUE(waitFor([&] { return rig.find("addMoments") != nullptr; }));
+    EXPECT_EQ(rig.text("addMoments"), "Save 1 moments for your editor");
+    revealAndClick(rig, "addMoments");
+    ASSERT_TRUE(waitFor([&] { return rig.find("addStatus") != nullptr; }, 30000));
+    EXPECT_TRUE(rig.text("addStatus").startsWith("✓ Story saved for your editor: story_edit.fcpxml"))
+        << rig.text("addStatus").toStdString();
+    EXPECT_GT(
+        QFileInfo(rig.home.paths().exportDirFor("Interview Cut · buried gold") + "/story_edit.edl").size(),
+        0);
+
+    // The transcript was kept with the cut's name; the next audit of it reads it from there.
+    revealAndClick(rig, "auditAnother");
+    ASSERT_EQ(wizard->currentStep(), MineStep::setup);
+    ASSERT_TRUE(waitForSettledPages(rig));
+    EXPECT_EQ(rig.text("timelineFileSummary"), "FCPXML 1.11 · 25 fps · 2 clips from 2 files · 1 left out");
+    revealAndClick(rig, "setupNext");
+    ASSERT_TRUE(waitFor([&] { return rig.services.requestsTo("/v1/messages").size() == 2; }, 60000))
+        << wizard->pipeline()->errorMessageText().toStdString();
+    ASSERT_TRUE(waitFor([&] { return wizard->page() == "audit"; }, 60000));
+    EXPECT_EQ(rig.services.requestsTo("/v1/audio/transcriptions").size(), 1);
+
+    // The same file mines a story too, saved as a mine of that timeline file.
+    rig.services.answerWith("/v1/messages", [](const RecordedRequest& request) {
+        return modelAnswer(request, QString::fromUtf8(WizardRig::kStory));
+    });
+    ASSERT_TRUE(waitForSettledPages(rig));
+    revealAndClick(rig, "auditAnother");
+    wizard->setSelectedModeValue(int(MiningMode::fullMine));
+    ASSERT_TRUE(waitForSettledPages(rig));
+    revealAndClick(rig, "setupNext");
+    ASSERT_EQ(wizard->currentStep(), MineStep::style);
+    ASSERT_TRUE(waitForSettledPages(rig));
+    revealAndClick(rig, "startMining");
+    ASSERT_TRUE(waitFor([&] { return wizard->currentStep() == MineStep::review; }, 60000))
+        << wizard->pipeline()->errorMessageText().toStdString();
+    const QList<PipelineLog> logs = wizard->pipeline()->logs();
+    EXPECT_TRUE(std::any_of(logs.begin(), logs.end(), [](const PipelineLog& line) {
+        return line.text.startsWith("✓ Found cached transcript");
+    }));
+    const std::optional<SavedProject> saved = loadSavedProject(rig.home.paths(), "Interview Cut");
+    ASSERT_TRUE(saved && saved->source && saved->results);
+    EXPECT_EQ(saved->source->kind, "timelineFile");
+    EXPECT_EQ(saved->source->path, cut);
+    EXPECT_EQ(saved->mediaPaths, QStringList{rig.media});
 }

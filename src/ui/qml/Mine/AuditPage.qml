@@ -343,7 +343,7 @@ ScreenColumn {
             visible: vm.selectedCount > 0
             Layout.fillWidth: true
             implicitHeight: 44
-            text: vm.isAdding ? "Building in Resolve..." : vm.addMomentsText
+            text: vm.isAdding ? vm.addingText : vm.addMomentsText
             busy: vm.isAdding
             // Inert while building, but drawn at full strength: it is busy, not unavailable.
             enabled: !vm.isAdding

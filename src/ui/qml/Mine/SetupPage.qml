@@ -115,6 +115,16 @@ Item {
                     onChooseFolder: folderDialog.open()
                 }
 
+                // An editor's timeline file chosen or dropped.
+                SetupTimelineFileCard {
+                    objectName: "timelineFileCard"
+                    visible: root.wizard.sourceKind === "timelineFile"
+                    Layout.fillWidth: true
+                    timeline: root.wizard.timelineFile
+                    onChooseFile: timelineFileDialog.open()
+                    onLocateFolder: mediaFolderDialog.open()
+                }
+
                 // Connection to Resolve.
                 GlassCard {
                     objectName: "connectionCard"
@@ -452,15 +462,15 @@ Item {
         }
     }
 
-    // Files dropped anywhere on the page are media to mine.
+    // Files dropped anywhere on the page: one editor's timeline file is the source, anything else
+    // media to mine.
     DropArea {
         objectName: "filesDrop"
         anchors.fill: parent
         onDropped: drop => {
             if (!drop.hasUrls)
                 return
-            root.wizard.sourceKind = "files"
-            root.wizard.sourceFiles.addUrls(drop.urls)
+            root.wizard.dropUrls(drop.urls)
             drop.accept()
         }
     }
@@ -472,6 +482,18 @@ Item {
         nameFilters: ["Video and audio (*.mov *.mp4 *.m4v *.mxf *.mts *.avi *.mkv *.wav *.bwf *.aif *.aiff *.mp3 *.m4a *.aac *.flac)",
                       "All files (*)"]
         onAccepted: root.wizard.sourceFiles.addUrls(selectedFiles)
+    }
+    FileDialog {
+        id: timelineFileDialog
+        title: "Choose a timeline file"
+        fileMode: FileDialog.OpenFile
+        nameFilters: ["Timelines (*.fcpxml *.fcpxmld *.xml *.otio *.edl)", "All files (*)"]
+        onAccepted: root.wizard.timelineFile.openUrl(selectedFile)
+    }
+    FolderDialog {
+        id: mediaFolderDialog
+        title: "Locate the missing media"
+        onAccepted: root.wizard.timelineFile.locateFolder(selectedFolder)
     }
     FolderDialog {
         id: folderDialog
