@@ -3,6 +3,8 @@
 # service, the speech-to-text and language-model services (tools/demo/demo_services.py, answering
 # from the demo media), a stand-in Resolve with the timeline "Interview Selects", a plugin folder and
 # a home of the demo's own. No Resolve, account or API key is needed, and nothing of yours is touched.
+# The media folder also holds a sample editor's cut of the interview as timeline files, so the demo
+# mines and audits from files as an editor without Resolve Studio does.
 # Closing the window or Ctrl-C stops every stand-in. Arguments go to the application.
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -26,6 +28,8 @@ TEXT
 fi
 
 python3 tools/demo/make_media.py "$media"
+# The sample timeline files name the media by their real paths; the text below shows the same.
+media=$(realpath "$media")
 
 home=$(mktemp -d -t ondrel-demo-XXXXXX)
 services_pid=""
@@ -62,6 +66,12 @@ cat <<TEXT
 Ondrel Manager demo — every service stands in on 127.0.0.1:$port.
   Sign in with the browser, or choose "Sign in with token" and paste: $token
   Then mine the timeline "Interview Selects". Closing the window ends the demo.
+  Or mine without Resolve: choose "Media files" and pick the folder
+    $media
+  or "Timeline file" and pick
+    $media/Interview Cut.fcpxml
+  an editor's first cut (Interview Cut.edl beside it is the same cut as an EDL), which the mode
+  "Audit" searches for the answers it left out.
   The demo's home: $home
 TEXT
 # The browser's sign-in returns through the URL scheme to the default single-instance socket, so the

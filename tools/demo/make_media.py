@@ -2,7 +2,8 @@
 """Makes the demo's interview media from interview.json with espeak-ng and ffmpeg: broadcast WAVs
 with time references and a camera-style MOV with timecode, and a manifest of every line's place on
 the transcript's clock (the files laid end to end in code point order, each as long as its
-container). Does nothing when the folder already holds media made from the same script.
+container), and beside them a sample editor's cut of them as timeline files (make_timelines.py).
+Makes no media when the folder already holds media made from the same script.
 
     make_media.py <output folder>
 """
@@ -13,6 +14,8 @@ import subprocess
 import sys
 import tempfile
 import wave
+
+import make_timelines
 
 HERE = os.path.dirname(os.path.abspath(__file__))
 RATE = 22050          # espeak-ng's own rate
@@ -74,8 +77,11 @@ def main():
     manifest_path = os.path.join(out, "manifest.json")
     if os.path.exists(manifest_path):
         with open(manifest_path, encoding="utf-8") as f:
-            if json.load(f).get("stamp") == stamp:
-                return
+            made = json.load(f)
+        if made.get("stamp") == stamp:
+            # The timeline files name this machine's paths: written anew, as the folder may have moved.
+            make_timelines.write(out, made)
+            return
     script = json.loads(script_bytes)
     os.makedirs(out, exist_ok=True)
     files = []
@@ -93,7 +99,8 @@ def main():
                 run(["ffmpeg", "-y", "-f", "lavfi", "-i", "testsrc2=size=640x360:rate=25", "-i", voice,
                      "-map", "0:v", "-map", "1:a", "-c:v", "libx264", "-preset", "ultrafast", "-pix_fmt",
                      "yuv420p", "-c:a", "aac", "-ar", "48000", "-timecode", entry["start"], "-shortest", target])
-            files.append({"name": entry["name"], "path": target, "lines": lines})
+            files.append({"name": entry["name"], "path": target, "kind": entry["kind"],
+                          "timecode": entry["start"], "lines": lines})
     # The transcript's clock: the files in code point order, each as long as its container.
     files.sort(key=lambda f: f["path"].encode("utf-8"))
     offset = 0.0
@@ -110,6 +117,7 @@ def main():
     with open(tmp, "w", encoding="utf-8") as f:
         json.dump(manifest, f, ensure_ascii=False, indent=1)
     os.replace(tmp, manifest_path)
+    make_timelines.write(out, manifest)
 
 
 if __name__ == "__main__":
