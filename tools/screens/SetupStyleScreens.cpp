@@ -8,13 +8,16 @@
 
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QProcess>
 #include <QQuickItem>
 #include <QQuickWindow>
 
 #include <algorithm>
 #include <functional>
+#include <utility>
 
 using namespace ondrel;
 using namespace ondrel::screens;
@@ -100,6 +103,51 @@ void scrollSetupToEnd(QObject* root) {
 
 const QSize kWindow(1100, 750);
 
+// A folder of an editor's interview takes (two generated WAVs, a camera file named after a take and
+// a file that is no media) and a cut of them exported from an editor, whose b-roll was not copied.
+QString makeSampleMedia(const SampleWizard& sample) {
+    const QString dir = sample.env.paths.home + QStringLiteral("/Interviews/Harbour Day 2");
+    QDir().mkpath(dir);
+    for (const auto& [name, seconds] :
+         {std::pair{"A001_Marta.wav", "610"}, std::pair{"A002_Joan.wav", "1385"}}) {
+        QProcess ffmpeg;
+        ffmpeg.start(QStringLiteral("/usr/bin/ffmpeg"),
+                     {"-v", "quiet", "-y", "-f", "lavfi", "-i",
+                      QStringLiteral("anullsrc=r=16000:cl=mono:d=%1").arg(seconds), "-c:a", "pcm_s16le",
+                      dir + QLatin1Char('/') + QLatin1String(name)});
+        ffmpeg.waitForFinished(60000);
+    }
+    writeFileAtomically(dir + QStringLiteral("/B-roll notes.wav"), QByteArray("not a recording"));
+    const QString cut = sample.env.paths.home + QStringLiteral("/Interviews/Harbour Cut v3.fcpxml");
+    QString xml = QStringLiteral(R"(<?xml version="1.0" encoding="UTF-8"?>
+<fcpxml version="1.11">
+  <resources>
+    <format id="r1" frameDuration="1/25s" width="1920" height="1080"/>
+    <asset id="a1" name="A001_Marta" start="0s" duration="610s" hasAudio="1" audioSources="1" audioChannels="1" audioRate="16000">
+      <media-rep kind="original-media" src="file://DIR/A001_Marta.wav"/>
+    </asset>
+    <asset id="a2" name="A002_Joan" start="0s" duration="1385s" hasAudio="1" audioSources="1" audioChannels="1" audioRate="16000">
+      <media-rep kind="original-media" src="file://DIR/A002_Joan.wav"/>
+    </asset>
+    <asset id="a3" name="Drone_Harbour" start="0s" duration="60s" hasVideo="1" format="r1">
+      <media-rep kind="original-media" src="file:///Volumes/Shuttle/Drone_Harbour.mov"/>
+    </asset>
+  </resources>
+  <library><event name="Harbour"><project name="Harbour Cut v3">
+    <sequence format="r1" tcStart="3600s" tcFormat="NDF"><spine>
+      <asset-clip ref="a1" offset="3600s" start="12s" duration="41s"/>
+      <asset-clip ref="a3" offset="3641s" start="0s" duration="6s"/>
+      <asset-clip ref="a2" offset="3647s" start="302s" duration="58s"/>
+      <asset-clip ref="a1" offset="3705s" start="433s" duration="27s"/>
+    </spine></sequence>
+  </project></event></library>
+</fcpxml>
+)");
+    xml.replace(QStringLiteral("DIR"), dir);
+    writeFileAtomically(cut, xml.toUtf8());
+    return dir;
+}
+
 } // namespace
 
 ONDREL_SCREENS(setupPage) {
@@ -125,6 +173,32 @@ ONDREL_SCREENS(setupPage) {
         settle(500);
         scrollSetupToEnd(root);
     });
+    const QString media = makeSampleMedia(sample);
+    renderScreen(context, QStringLiteral("mine-setup-files"), contentView, kWindow, [&](QObject* root) {
+        MineView* wizard = SampleWizard::wizardIn(root);
+        settle(1500);
+        if (!wizard)
+            return;
+        wizard->setSourceKind(QStringLiteral("files"));
+        wizard->sourceFiles()->add({media});
+        for (int i = 0; i < 100 && wizard->sourceFiles()->isMeasuring(); ++i)
+            settle(100);
+        settle(300);
+    });
+    renderScreen(context, QStringLiteral("mine-setup-timeline-file"), contentView, kWindow,
+                 [&](QObject* root) {
+                     MineView* wizard = SampleWizard::wizardIn(root);
+                     settle(1500);
+                     if (!wizard)
+                         return;
+                     wizard->setSourceKind(QStringLiteral("timelineFile"));
+                     wizard->setSelectedModeValue(int(MiningMode::audit));
+                     wizard->timelineFile()->open(QFileInfo(media).absolutePath() +
+                                                  QStringLiteral("/Harbour Cut v3.fcpxml"));
+                     for (int i = 0; i < 100 && wizard->timelineFile()->isReading(); ++i)
+                         settle(100);
+                     settle(300);
+                 });
     setResolveRunning(sample, false);
     renderScreen(context, QStringLiteral("mine-setup-offline"), contentView, kWindow, [](QObject* root) {
         SampleWizard::wizardIn(root);
