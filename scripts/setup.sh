@@ -12,6 +12,8 @@ PACKAGES=(
   qml6-module-qtquick-shapes qml6-module-qtquick-window qml6-module-qtquick-templates
   qml6-module-qtqml qml6-module-qtqml-workerscript qml6-module-qtmultimedia
   qml6-module-qtquick-dialogs qml6-module-qttest qml6-module-qtqml-models
+  # The file and folder dialogs of Qt Quick Dialogs list folders with it; without it they crash.
+  qml6-module-qt-labs-folderlistmodel
   qcoro-qt6-dev nlohmann-json3-dev
   # The Review page's preview plays through Qt Multimedia's GStreamer backend: the elements its
   # player links, the sink of PulseAudio's devices, and a decoder for camera files' AAC sound.

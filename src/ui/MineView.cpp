@@ -7,6 +7,8 @@
 
 #include <QCryptographicHash>
 #include <QFileInfo>
+#include <QQmlComponent>
+#include <QQmlEngine>
 
 #include <QCoroTask>
 
@@ -212,6 +214,25 @@ void MineView::dropUrls(const QList<QUrl>& urls) {
     }
     setSourceKind(QStringLiteral("files"));
     m_sourceFiles.addUrls(urls);
+}
+
+QString MineView::fileDialogProblem() {
+    if (!m_fileDialogProblem) {
+        QQmlEngine* engine = qmlEngine(this);
+        if (!engine) {
+            m_fileDialogProblem = QString();
+        } else {
+            QQmlComponent probe(engine);
+            probe.setData("import QtQml\nimport Qt.labs.folderlistmodel\nQtObject {}\n", QUrl());
+            m_fileDialogProblem =
+                probe.isReady()
+                    ? QString()
+                    : QStringLiteral("The file dialog can't open: Qt's folder list module is not installed "
+                                     "(Debian: qml6-module-qt-labs-folderlistmodel). Drop the files on this "
+                                     "page instead.");
+        }
+    }
+    return *m_fileDialogProblem;
 }
 
 std::optional<SavedProject> MineView::projectCovering(const QStringList& mediaPaths) const {

@@ -123,6 +123,9 @@ public:
     TimelineFileModel* timelineFile() { return &m_timelineFile; }
     // Dropped on the setup page: one timeline file becomes the source, anything else media files.
     Q_INVOKABLE void dropUrls(const QList<QUrl>& urls);
+    // Why the file and folder dialogs cannot open here (Qt Quick Dialogs' own dialogs need a module
+    // that may not be installed, and open as a crash without it); empty when they can.
+    Q_INVOKABLE QString fileDialogProblem();
     // The name a mine of files goes by: its folder's, or its first file's folder's (a timeline
     // file's own name), with a short hash of where it lies when another saved mine of other files
     // already has that name.
@@ -233,6 +236,7 @@ private:
     std::optional<int> m_rating;
     std::optional<SavedProject> m_loadedProject;
     bool m_cancelQuestionOpen = false;
+    std::optional<QString> m_fileDialogProblem;
 };
 
 } // namespace ondrel

@@ -168,3 +168,4 @@ TEST(RealWindow, WizardPagesDrawTheirGradientFills) {
         EXPECT_LE(distance(seen, expected), 6) << "seen " << name(seen) << ", expected " << name(expected);
     }
 }
+

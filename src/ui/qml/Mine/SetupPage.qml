@@ -11,6 +11,14 @@ Item {
     id: root
     required property MineView wizard
     readonly property real columnWidth: Math.min(620, width - 2 * Theme.spacing24)
+    // Why a file dialog could not open, said where the editor clicked.
+    property string dialogProblem: ""
+
+    function openDialog(dialog) {
+        dialogProblem = wizard.fileDialogProblem()
+        if (dialogProblem === "")
+            dialog.open()
+    }
 
     SetupPageModel {
         id: vm
@@ -105,14 +113,24 @@ Item {
                     }
                 }
 
+                Text {
+                    objectName: "dialogProblem"
+                    visible: root.dialogProblem !== "" && root.wizard.sourceKind !== "resolve"
+                    Layout.fillWidth: true
+                    text: root.dialogProblem
+                    color: Theme.error
+                    wrapMode: Text.Wrap
+                    font: Theme.font("subheadline")
+                }
+
                 // Media files picked or dropped.
                 SetupFilesCard {
                     objectName: "filesCard"
                     visible: root.wizard.sourceKind === "files"
                     Layout.fillWidth: true
                     files: root.wizard.sourceFiles
-                    onChooseFiles: fileDialog.open()
-                    onChooseFolder: folderDialog.open()
+                    onChooseFiles: root.openDialog(fileDialog)
+                    onChooseFolder: root.openDialog(folderDialog)
                 }
 
                 // An editor's timeline file chosen or dropped.
@@ -121,8 +139,8 @@ Item {
                     visible: root.wizard.sourceKind === "timelineFile"
                     Layout.fillWidth: true
                     timeline: root.wizard.timelineFile
-                    onChooseFile: timelineFileDialog.open()
-                    onLocateFolder: mediaFolderDialog.open()
+                    onChooseFile: root.openDialog(timelineFileDialog)
+                    onLocateFolder: root.openDialog(mediaFolderDialog)
                 }
 
                 // Connection to Resolve.
@@ -477,6 +495,7 @@ Item {
 
     FileDialog {
         id: fileDialog
+        objectName: "mediaFilesDialog"
         title: "Choose media files"
         fileMode: FileDialog.OpenFiles
         nameFilters: ["Video and audio (*.mov *.mp4 *.m4v *.mxf *.mts *.avi *.mkv *.wav *.bwf *.aif *.aiff *.mp3 *.m4a *.aac *.flac)",
@@ -485,6 +504,7 @@ Item {
     }
     FileDialog {
         id: timelineFileDialog
+        objectName: "timelineFileDialog"
         title: "Choose a timeline file"
         fileMode: FileDialog.OpenFile
         nameFilters: ["Timelines (*.fcpxml *.fcpxmld *.xml *.otio *.edl)", "All files (*)"]
