@@ -77,7 +77,9 @@ QVariant SavedProjectsModel::data(const QModelIndex& index, int role) const {
         // Saved when its transcription ended, before any story: a re-mine costs no transcription.
         if (!p.results)
             parts << QStringLiteral("transcribed") << QStringLiteral("%1 segments").arg(p.transcript.size());
-        parts << QStringLiteral("%1m target").arg(qint64(std::trunc(p.targetMinutes)));
+        // An audit keeps the transcript it made with no target to speak of.
+        if (p.results || p.targetMinutes > 0)
+            parts << QStringLiteral("%1m target").arg(qint64(std::trunc(p.targetMinutes)));
         if (p.presetId)
             parts << *p.presetId;
         return (p.results ? QStringLiteral("· ") : QString()) + parts.join(QStringLiteral(" · "));

@@ -181,6 +181,7 @@ TEST(SetupPage, RecentMineRowsTellAStoryFromATranscript) {
         {MiningResults{}, {}, 60, "✓ 0 clips", "· 60m target"},
         {{}, {}, 120, "", "transcribed · 2 segments · 120m target"},
         {{}, QString("sizzle"), 5, "", "transcribed · 2 segments · 5m target · sizzle"},
+        {{}, {}, 0, "", "transcribed · 2 segments"}, // an audit's transcript
     };
     SavedProjectsModel model;
     QList<SavedProject> projects;
