@@ -654,7 +654,7 @@ QCoro::Task<> LocalPipeline::auditCut(MineSource source, QList<CutClip> clips, Q
         const Json& format = (*probe)["format"];
         const auto duration = format.find("duration");
         return duration != format.end() && duration->is_string()
-                   ? QString::fromStdString(duration->get<std::string>()).toDouble()
+                   ? std::max(0.0, QString::fromStdString(duration->get<std::string>()).toDouble())
                    : 0.0;
     });
     QList<UsedSegment> used;

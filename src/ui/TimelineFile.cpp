@@ -24,8 +24,9 @@ struct Reading {
     QString error;
 };
 
-QString plural(qsizetype n, const char* one, const char* many) {
-    return QStringLiteral("%1 %2").arg(n).arg(QString::fromLatin1(n == 1 ? one : many));
+// "1 clip", "3 files".
+QString counted(qsizetype n, const char* noun) {
+    return QStringLiteral("%1 %2%3").arg(n).arg(QLatin1String(noun), plural(n));
 }
 
 } // namespace
@@ -54,7 +55,7 @@ QVariant TimelineFileModel::data(const QModelIndex& index, int role) const {
         qsizetype clips = 0;
         for (const ReadClip& clip : m_timeline->clips)
             clips += clip.media == index.row() ? 1 : 0;
-        return plural(clips, "clip", "clips");
+        return counted(clips, "clip");
     }
     case FoundRole:
         return media.found && media.start.has_value();
@@ -138,8 +139,8 @@ QString TimelineFileModel::summaryText() const {
     for (const ReadClip& clip : m_timeline->clips)
         files.insert(clip.media);
     QString text = m_timeline->formatName + QStringLiteral(" · ") + m_timeline->rate.label() +
-                   QStringLiteral(" fps · ") + plural(m_timeline->clips.size(), "clip", "clips") +
-                   QStringLiteral(" from ") + plural(files.size(), "file", "files");
+                   QStringLiteral(" fps · ") + counted(m_timeline->clips.size(), "clip") +
+                   QStringLiteral(" from ") + counted(files.size(), "file");
     qsizetype leftOut = 0;
     for (const ReadClip& clip : m_timeline->clips) {
         const ReadMedia& media = m_timeline->media[clip.media];
