@@ -227,7 +227,8 @@ const TranscriptResult& weekOfFootage() {
 } // namespace
 
 TEST(StorySections, AWeekOfFootageIsReadInSectionsAndEachFailureIsOneLine) {
-    const qsizetype n = splitIntoSections(weekOfFootage().segments).size();
+    const QList<TranscriptSection> parts = splitIntoSections(weekOfFootage().segments);
+    const qsizetype n = parts.size();
     ASSERT_EQ(n, 6);
     ScriptedResponse limited{429, R"({"type":"error","error":{"type":"rate_limit_error"}})"};
     limited.headers = {{"retry-after", "1"}};
@@ -298,9 +299,14 @@ TEST(StorySections, AWeekOfFootageIsReadInSectionsAndEachFailureIsOneLine) {
          8},
         {"times outside a section, a damaged answer, a moment of no candidate",
          {[](int part, const RecordedRequest& r) -> std::optional<ScriptedResponse> {
-              if (part == 2)
-                  return modelAnswer(
-                      r, R"({"candidates":[{"startTime":5,"endTime":20},{"startTime":1e7,"endTime":1e7}]})");
+              if (part == 2) {
+                  const double from = kPart.match(promptOf(r)).captured(3).toDouble();
+                  return modelAnswer(r, QStringLiteral(R"({"candidates":[{"startTime":5,"endTime":20},)"
+                                                       R"({"startTime":%1,"endTime":%2},)"
+                                                       R"({"startTime":1e7,"endTime":1e7}]})")
+                                            .arg(from + 8)
+                                            .arg(from + 30));
+              }
               if (part == 5)
                   return modelAnswer(
                       r, R"({"candidates":[{"startTime":200000,"endTime":200020,"reason":"x"},{"st)");
@@ -314,8 +320,56 @@ TEST(StorySections, AWeekOfFootageIsReadInSectionsAndEachFailureIsOneLine) {
              QList<Line>{{"  ✓ Recovered 1 candidates of section 5's damaged answer", "green"}} +
              readingLines(6, 6) +
              QList<Line>{{"  Merged 4 duplicate candidates", "dim"},
-                         {"  Choosing the story from 13 candidates...", "dim"},
+                         {"  Choosing the story from 14 candidates...", "dim"},
                          {"  ⚠ Dropped 1 moment that no candidate holds", "accent"}},
+         7},
+        {"a section on its own clock, and one repeating another's candidates",
+         {[third = parts[2].start](int part, const RecordedRequest& r) -> std::optional<ScriptedResponse> {
+             if (part == 2)
+                 return modelAnswer(r, sectionAnswer(0));
+             if (part == 4) {
+                 Json both =
+                     *parseJson(sectionAnswer(kPart.match(promptOf(r)).captured(3).toDouble()).toUtf8());
+                 const Json repeated = *parseJson(sectionAnswer(third).toUtf8());
+                 for (const Json& c : repeated["candidates"])
+                     both["candidates"].push_back(c);
+                 return modelAnswer(r, QString::fromStdString(both.dump()));
+             }
+             return std::nullopt;
+         }},
+         true,
+         readingLines(1, 2) +
+             QList<Line>{{"  ⚠ Section 2: 4 candidates outside its time, dropped", "accent"},
+                         {"  ⚠ Section 2 failed, skipping", "accent"}} +
+             readingLines(3, 4) +
+             QList<Line>{{"  ⚠ Section 4: 4 candidates outside its time, dropped", "accent"}} +
+             readingLines(5, 6) +
+             QList<Line>{{"  Merged 5 duplicate candidates", "dim"},
+                         {"  Choosing the story from 15 candidates...", "dim"}},
+         7},
+        {"a section's stream cut in the middle keeps its whole candidates",
+         {[](int part, const RecordedRequest& r) -> std::optional<ScriptedResponse> {
+             if (part != 4 && part != 5)
+                 return std::nullopt;
+             const QString text = sectionAnswer(kPart.match(promptOf(r)).captured(3).toDouble());
+             // Section 4 breaks off inside its third candidate, section 5 inside its first.
+             qsizetype at = text.indexOf('[');
+             for (int k = 0; k < (part == 4 ? 3 : 1); ++k)
+                 at = text.indexOf('{', at + 1);
+             QList<ScriptedResponse::Piece> pieces = modelStream(text.left(at + 10), 3);
+             pieces.removeLast(); // the stop events
+             return streamed(pieces, true);
+         }},
+         true,
+         readingLines(1, 4) +
+             QList<Line>{{"  Claude request failed: The network connection was lost.", "accent"},
+                         {"  ✓ Recovered 2 candidates of section 4's damaged answer", "green"}} +
+             readingLines(5, 5) +
+             QList<Line>{{"  Claude request failed: The network connection was lost.", "accent"},
+                         {"  ⚠ Section 5 failed, skipping", "accent"}} +
+             readingLines(6, 6) +
+             QList<Line>{{"  Merged 4 duplicate candidates", "dim"},
+                         {"  Choosing the story from 14 candidates...", "dim"}},
          7},
         {"no section offers a candidate",
          {[](int, const RecordedRequest& r) -> std::optional<ScriptedResponse> {
@@ -386,17 +440,8 @@ TEST(StorySections, ACancelStopsBothRounds) {
                          slow.delayMs = part == 1 ? 50 : 600000;
                          return slow;
                      }});
-    rig.p().steps().getTimelineMedia = [](LocalPipeline&,
-                                          QString) -> QCoro::Task<std::optional<QStringList>> {
-        co_return QStringList{"/m/a.wav"};
-    };
-    rig.p().steps().loadCachedTranscript = [](LocalPipeline&, const QStringList&) {
-        return std::optional(weekOfFootage());
-    };
-    QObject::connect(rig.pipeline->logModel(), &QAbstractItemModel::rowsInserted, [&] {
-        if (rig.pipeline->logs().last().text == "  Reading section 2 of 6...")
-            rig.pipeline->cancel();
-    });
+    rig.mineCached(weekOfFootage());
+    rig.cancelAt("  Reading section 2 of 6...");
     QCoro::waitFor(rig.p().run("Week", MiningMode::fullMine, 60, "auto", {}, std::nullopt, {}, false));
     EXPECT_EQ(rig.lines().last().first, "  Reading section 2 of 6...");
     EXPECT_NE(rig.p().step(), PipelineStep::error);
