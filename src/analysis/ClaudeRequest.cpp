@@ -65,8 +65,36 @@ RequestsAhead::MakeRequest claudeRequest(LocalPipeline& pipeline, QByteArray bod
     };
 }
 
+namespace {
+
+std::optional<CleanedAnswer> cleaned(LocalPipeline& pipeline, const QString& answer) {
+    CleanedAnswer out;
+    out.text = cleanAnswerText(answer);
+    const std::optional<QByteArray> data = strictUtf8Bytes(out.text);
+    if (!data) {
+        pipeline.log(QStringLiteral("  Could not encode cleaned JSON"), QStringLiteral("accent"));
+        return std::nullopt;
+    }
+    out.data = *data;
+    return out;
+}
+
+// The text a broken-off stream carried, when the caller keeps such parts.
+std::optional<CleanedAnswer> brokenOff(LocalPipeline& pipeline, const std::optional<QString>& text,
+                                       bool keep) {
+    if (!keep || !text || text->isEmpty())
+        return std::nullopt;
+    std::optional<CleanedAnswer> out = cleaned(pipeline, *text);
+    if (out)
+        out->brokenOff = true;
+    return out;
+}
+
+} // namespace
+
 std::optional<CleanedAnswer> readClaudeAnswer(LocalPipeline& pipeline,
-                                              const std::optional<HttpResponse>& sent, ClaudeCall call) {
+                                              const std::optional<HttpResponse>& sent, ClaudeCall call,
+                                              bool keepBrokenOff) {
     if (!sent)
         return std::nullopt;
     const HttpResponse& response = *sent;
@@ -76,6 +104,8 @@ std::optional<CleanedAnswer> readClaudeAnswer(LocalPipeline& pipeline,
     if (!response.transportOk) {
         pipeline.log(QStringLiteral("  Claude request failed: ") + redactSecret(response.errorText, key),
                      accent);
+        if (call.stream && !response.brokenOffBody.isEmpty())
+            return brokenOff(pipeline, readAnswerEvents(response.brokenOffBody).text, keepBrokenOff);
         return std::nullopt;
     }
     if (response.status < 200 || response.status > 299) {
@@ -90,13 +120,13 @@ std::optional<CleanedAnswer> readClaudeAnswer(LocalPipeline& pipeline,
         if (streamed.error) {
             pipeline.log(QStringLiteral("  Claude stream error: ") + redactSecret(*streamed.error, key),
                          accent);
-            return std::nullopt;
+            return brokenOff(pipeline, streamed.text, keepBrokenOff);
         }
         if (streamed.text && !streamed.complete) {
             pipeline.log(QStringLiteral("  Claude request failed: the answer stopped after %1 characters")
                              .arg(streamed.text->size()),
                          accent);
-            return std::nullopt;
+            return brokenOff(pipeline, streamed.text, keepBrokenOff);
         }
         if (streamed.stopReason == QLatin1String("max_tokens"))
             pipeline.log(QStringLiteral("  ⚠ The answer reached its limit of %1 tokens").arg(call.maxTokens),
@@ -112,15 +142,7 @@ std::optional<CleanedAnswer> readClaudeAnswer(LocalPipeline& pipeline,
         return std::nullopt;
     }
 
-    CleanedAnswer cleaned;
-    cleaned.text = cleanAnswerText(*answer);
-    const std::optional<QByteArray> data = strictUtf8Bytes(cleaned.text);
-    if (!data) {
-        pipeline.log(QStringLiteral("  Could not encode cleaned JSON"), accent);
-        return std::nullopt;
-    }
-    cleaned.data = *data;
-    return cleaned;
+    return cleaned(pipeline, *answer);
 }
 
 std::chrono::milliseconds InputTokenPacer::holdFor(qint64 tokens) {

@@ -51,13 +51,18 @@ std::optional<QByteArray> claudeRequestBody(const QString& prompt, ClaudeCall ca
 struct CleanedAnswer {
     QString text;
     QByteArray data;
+    bool brokenOff = false; // what came of a stream before it broke off
 };
 
 // The request with that body, made anew for each attempt.
 RequestsAhead::MakeRequest claudeRequest(LocalPipeline& pipeline, QByteArray body, ClaudeCall call);
 // Reads an answer (or its absence) of such a request; every failure logs its line and gives absent.
+// A stream that broke off (cut, ended early, an error event) is a failure with its line; when
+// `keepBrokenOff`, the text it carried so far comes back too, marked, for a reader that can keep
+// its whole parts (a section's candidates, paid for), never for a story, which would be cut short.
 std::optional<CleanedAnswer> readClaudeAnswer(LocalPipeline& pipeline,
-                                              const std::optional<HttpResponse>& sent, ClaudeCall call);
+                                              const std::optional<HttpResponse>& sent, ClaudeCall call,
+                                              bool keepBrokenOff = false);
 
 // The input tokens the service says are left and when they come back: a request of several sent
 // ahead that would not fit waits for the reset instead of being refused and retried.

@@ -251,29 +251,41 @@ QCoro::Task<std::optional<MiningResults>> analyzeInSections(LocalPipeline& pipel
         const std::optional<HttpResponse> sent = co_await ahead.take(k);
         if (pipeline.isCancelled())
             co_return std::nullopt;
-        const std::optional<CleanedAnswer> answer = readClaudeAnswer(pipeline, sent, section.call);
+        // A section's answer that broke off was paid for: its whole candidates are kept.
+        const std::optional<CleanedAnswer> answer =
+            readClaudeAnswer(pipeline, sent, section.call, /*keepBrokenOff=*/true);
         std::optional<CandidateReading> reading = answer ? readCandidates(answer->text) : std::nullopt;
+        const auto skip = [&] {
+            pipeline.log(QStringLiteral("  ⚠ Section %1 failed, skipping").arg(k + 1), accent);
+            ++failed;
+        };
         if (!reading) {
-            if (answer)
+            if (answer && !answer->brokenOff)
                 pipeline.log(QStringLiteral("  Section %1's answer holds no candidates: ").arg(k + 1) +
                                  redactSecret(leadingCharacters(answer->text, 200), pipeline.anthropicKey()),
                              accent);
-            pipeline.log(QStringLiteral("  ⚠ Section %1 failed, skipping").arg(k + 1), accent);
-            ++failed;
+            skip();
             continue;
         }
-        if (reading->rescued)
+        if (reading->rescued || answer->brokenOff)
             pipeline.log(QStringLiteral("  ✓ Recovered %1 candidates of section %2's damaged answer")
                              .arg(reading->candidates.size())
                              .arg(k + 1),
                          QStringLiteral("green"));
+        const qsizetype offered = reading->candidates.size();
         if (const qsizetype outside =
-                keepCandidatesWithin(reading->candidates, section.part.start, section.part.end))
+                keepCandidatesWithin(reading->candidates, section.part.start, section.part.end)) {
             pipeline.log(QStringLiteral("  ⚠ Section %1: %2 candidate%3 outside its time, dropped")
                              .arg(k + 1)
                              .arg(outside)
                              .arg(plural(outside)),
                          accent);
+            // Times on another clock (the section's own, say): the section was not read at all.
+            if (outside == offered) {
+                skip();
+                continue;
+            }
+        }
         candidates += reading->candidates;
     }
     // A fifth of the footage unread would leave days out of the story without a word.

@@ -242,6 +242,8 @@ QCoro::Task<HttpResponse> sendHttp(QNetworkAccessManager& network, HttpRequest r
         out.body.clear();
         out.errorText = kStoppedText;
     } else {
+        if (status.isValid() && status.toInt() >= 200 && status.toInt() <= 299)
+            out.brokenOffBody = out.body;
         out.body.clear();
         out.timedOut = reply->error() == QNetworkReply::OperationCanceledError ||
                        reply->error() == QNetworkReply::TimeoutError;

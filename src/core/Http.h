@@ -26,6 +26,10 @@ struct HttpResponse {
     QString errorText; // the transport failure's text ("The request timed out." and the like)
     bool timedOut = false;
     QList<QPair<QByteArray, QByteArray>> headers; // of a whole answer, as they came
+    // What came of an answer with a success status before it broke off (a stream cut in the
+    // middle, or gone silent): never an answer, but what was paid for, for a reader that can use
+    // part of it. Empty otherwise, also after a stop.
+    QByteArray brokenOffBody;
 
     // The first value of a header, by its name in any case; empty when absent.
     QByteArray header(const QByteArray& name) const;

@@ -46,6 +46,30 @@ struct AnalysisRig {
 
     LocalPipeline& p() { return *pipeline; }
 
+    // Runs mine this transcript as a cached one, with no media work before the analysis.
+    void mineCached(TranscriptResult transcript) {
+        p().steps().getTimelineMedia = [](LocalPipeline&,
+                                          QString) -> QCoro::Task<std::optional<QStringList>> {
+            co_return QStringList{"/m/a.wav"};
+        };
+        p().steps().loadCachedTranscript = [transcript](LocalPipeline&, const QStringList&) {
+            return std::optional(transcript);
+        };
+    }
+    // A run of it started; `done` is set when it ends.
+    QCoro::Task<> startRun(bool& done, double targetMinutes = 60) {
+        co_await p().run("Week", MiningMode::fullMine, targetMinutes, "auto", {}, std::nullopt, {}, false);
+        done = true;
+    }
+    // Cancels the run when the log gets this line.
+    void cancelAt(const QString& line) {
+        QObject::connect(pipeline->logModel(), &QAbstractItemModel::rowsInserted, pipeline.get(),
+                         [this, line] {
+                             if (pipeline->logs().last().text == line)
+                                 pipeline->cancel();
+                         });
+    }
+
     QList<Line> lines() const {
         QList<Line> out;
         for (const auto& l : pipeline->logs())

@@ -227,7 +227,8 @@ const TranscriptResult& weekOfFootage() {
 } // namespace
 
 TEST(StorySections, AWeekOfFootageIsReadInSectionsAndEachFailureIsOneLine) {
-    const qsizetype n = splitIntoSections(weekOfFootage().segments).size();
+    const QList<TranscriptSection> parts = splitIntoSections(weekOfFootage().segments);
+    const qsizetype n = parts.size();
     ASSERT_EQ(n, 6);
     ScriptedResponse limited{429, R"({"type":"error","error":{"type":"rate_limit_error"}})"};
     limited.headers = {{"retry-after", "1"}};
@@ -298,9 +299,14 @@ TEST(StorySections, AWeekOfFootageIsReadInSectionsAndEachFailureIsOneLine) {
          8},
         {"times outside a section, a damaged answer, a moment of no candidate",
          {[](int part, const RecordedRequest& r) -> std::optional<ScriptedResponse> {
-              if (part == 2)
-                  return modelAnswer(
-                      r, R"({"candidates":[{"startTime":5,"endTime":20},{"startTime":1e7,"endTime":1e7}]})");
+              if (part == 2) {
+                  const double from = kPart.match(promptOf(r)).captured(3).toDouble();
+                  return modelAnswer(r, QStringLiteral(R"({"candidates":[{"startTime":5,"endTime":20},)"
+                                                       R"({"startTime":%1,"endTime":%2},)"
+                                                       R"({"startTime":1e7,"endTime":1e7}]})")
+                                            .arg(from + 8)
+                                            .arg(from + 30));
+              }
               if (part == 5)
                   return modelAnswer(
                       r, R"({"candidates":[{"startTime":200000,"endTime":200020,"reason":"x"},{"st)");
@@ -314,8 +320,56 @@ TEST(StorySections, AWeekOfFootageIsReadInSectionsAndEachFailureIsOneLine) {
              QList<Line>{{"  ✓ Recovered 1 candidates of section 5's damaged answer", "green"}} +
              readingLines(6, 6) +
              QList<Line>{{"  Merged 4 duplicate candidates", "dim"},
-                         {"  Choosing the story from 13 candidates...", "dim"},
+                         {"  Choosing the story from 14 candidates...", "dim"},
                          {"  ⚠ Dropped 1 moment that no candidate holds", "accent"}},
+         7},
+        {"a section on its own clock, and one repeating another's candidates",
+         {[third = parts[2].start](int part, const RecordedRequest& r) -> std::optional<ScriptedResponse> {
+             if (part == 2)
+                 return modelAnswer(r, sectionAnswer(0));
+             if (part == 4) {
+                 Json both =
+                     *parseJson(sectionAnswer(kPart.match(promptOf(r)).captured(3).toDouble()).toUtf8());
+                 const Json repeated = *parseJson(sectionAnswer(third).toUtf8());
+                 for (const Json& c : repeated["candidates"])
+                     both["candidates"].push_back(c);
+                 return modelAnswer(r, QString::fromStdString(both.dump()));
+             }
+             return std::nullopt;
+         }},
+         true,
+         readingLines(1, 2) +
+             QList<Line>{{"  ⚠ Section 2: 4 candidates outside its time, dropped", "accent"},
+                         {"  ⚠ Section 2 failed, skipping", "accent"}} +
+             readingLines(3, 4) +
+             QList<Line>{{"  ⚠ Section 4: 4 candidates outside its time, dropped", "accent"}} +
+             readingLines(5, 6) +
+             QList<Line>{{"  Merged 5 duplicate candidates", "dim"},
+                         {"  Choosing the story from 15 candidates...", "dim"}},
+         7},
+        {"a section's stream cut in the middle keeps its whole candidates",
+         {[](int part, const RecordedRequest& r) -> std::optional<ScriptedResponse> {
+             if (part != 4 && part != 5)
+                 return std::nullopt;
+             const QString text = sectionAnswer(kPart.match(promptOf(r)).captured(3).toDouble());
+             // Section 4 breaks off inside its third candidate, section 5 inside its first.
+             qsizetype at = text.indexOf('[');
+             for (int k = 0; k < (part == 4 ? 3 : 1); ++k)
+                 at = text.indexOf('{', at + 1);
+             QList<ScriptedResponse::Piece> pieces = modelStream(text.left(at + 10), 3);
+             pieces.removeLast(); // the stop events
+             return streamed(pieces, true);
+         }},
+         true,
+         readingLines(1, 4) +
+             QList<Line>{{"  Claude request failed: The network connection was lost.", "accent"},
+                         {"  ✓ Recovered 2 candidates of section 4's damaged answer", "green"}} +
+             readingLines(5, 5) +
+             QList<Line>{{"  Claude request failed: The network connection was lost.", "accent"},
+                         {"  ⚠ Section 5 failed, skipping", "accent"}} +
+             readingLines(6, 6) +
+             QList<Line>{{"  Merged 4 duplicate candidates", "dim"},
+                         {"  Choosing the story from 14 candidates...", "dim"}},
          7},
         {"no section offers a candidate",
          {[](int, const RecordedRequest& r) -> std::optional<ScriptedResponse> {
@@ -386,17 +440,8 @@ TEST(StorySections, ACancelStopsBothRounds) {
                          slow.delayMs = part == 1 ? 50 : 600000;
                          return slow;
                      }});
-    rig.p().steps().getTimelineMedia = [](LocalPipeline&,
-                                          QString) -> QCoro::Task<std::optional<QStringList>> {
-        co_return QStringList{"/m/a.wav"};
-    };
-    rig.p().steps().loadCachedTranscript = [](LocalPipeline&, const QStringList&) {
-        return std::optional(weekOfFootage());
-    };
-    QObject::connect(rig.pipeline->logModel(), &QAbstractItemModel::rowsInserted, [&] {
-        if (rig.pipeline->logs().last().text == "  Reading section 2 of 6...")
-            rig.pipeline->cancel();
-    });
+    rig.mineCached(weekOfFootage());
+    rig.cancelAt("  Reading section 2 of 6...");
     QCoro::waitFor(rig.p().run("Week", MiningMode::fullMine, 60, "auto", {}, std::nullopt, {}, false));
     EXPECT_EQ(rig.lines().last().first, "  Reading section 2 of 6...");
     EXPECT_NE(rig.p().step(), PipelineStep::error);
@@ -429,4 +474,117 @@ TEST(StorySections, SectionsWaitForTheInputTokensTheyNeed) {
                      }});
     QCoro::waitFor(analyzeStory(rig.p(), weekOfFootage(), 60, "auto", "STYLE"));
     EXPECT_EQ(answeredBeforeThird, 2) << "section 3 went out before the input tokens came back";
+}
+
+// A cancel while the story is chosen from the candidates, or while a refused section waits the
+// service's year (held to a minute): the run ends at once without another line, what is out is
+// aborted, and nothing is sent again.
+TEST(StorySections, ACancelEndsTheChoiceAndARetryWaitAtOnce) {
+    ScriptedResponse aYear{429, R"({"type":"error","error":{"type":"rate_limit_error"}})"};
+    aYear.headers = {{"retry-after", "31536000"}};
+    const struct {
+        const char* name;
+        Script script;
+        QString cancelAt;
+        int sections; // requests of sections, at most
+        int choices;
+    } cases[] = {
+        {"during the choice",
+         {{},
+          -1,
+          [](const RecordedRequest& r) {
+              ScriptedResponse slow = modelAnswer(r, "{}");
+              slow.delayMs = 600000;
+              return std::optional(slow);
+          }},
+         {}, // once the choice is out
+         6,
+         1},
+        {"during a section's retry wait",
+         {[aYear](int part, const RecordedRequest&) -> std::optional<ScriptedResponse> {
+             if (part == 2)
+                 return aYear;
+             return std::nullopt;
+         }},
+         "  Rate limited — retrying in 60s...",
+         6,
+         0},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        AnalysisRig rig;
+        answerAsTheModel(rig.server, c.script);
+        rig.mineCached(weekOfFootage());
+        if (!c.cancelAt.isEmpty())
+            rig.cancelAt(c.cancelAt);
+        bool done = false;
+        QCoro::Task<> run = rig.startRun(done);
+        if (c.cancelAt.isEmpty()) {
+            ASSERT_TRUE(
+                waitFor([&] { return rig.server.openNow() == 1 && rig.server.requests().size() == 7; }));
+            rig.p().cancel();
+        }
+        ASSERT_TRUE(waitFor([&] { return done; }, 20000)) << "the run went on after the cancel";
+        EXPECT_EQ(rig.lines().last().first,
+                  c.cancelAt.isEmpty() ? "  Choosing the story from 18 candidates..." : c.cancelAt);
+        EXPECT_NE(rig.p().step(), PipelineStep::error);
+        QTest::qWait(200);
+        int sections = 0, choices = 0, second = 0;
+        for (const RecordedRequest& r : rig.server.requests()) {
+            const auto part = kPart.match(promptOf(r));
+            part.hasMatch() ? ++sections : ++choices;
+            second += part.captured(1) == "2";
+        }
+        EXPECT_LE(sections, c.sections);
+        EXPECT_EQ(choices, c.choices);
+        EXPECT_EQ(second, 1) << "section 2 went out again";
+        if (c.choices > 0) {
+            EXPECT_TRUE(waitFor([&] { return !rig.server.abandoned().isEmpty(); })) << "not aborted";
+        }
+    }
+}
+
+// When the candidate round gives nothing to build a story of, the run ends in an error that says
+// so, and nothing is written or built.
+TEST(StorySections, NothingToChooseFromEndsTheRunInAnError) {
+    const QString emptyStory = R"({"segments":[],"structure":{"acts":[],"totalDuration":0},)"
+                               R"("subtitles":[],"estimatedDuration":0})";
+    const struct {
+        const char* name;
+        Script script;
+        QStringList last; // the run's last lines
+        int requests;
+    } cases[] = {
+        {"no section offers a candidate",
+         {[](int, const RecordedRequest& r) -> std::optional<ScriptedResponse> {
+             return modelAnswer(r, R"({"candidates":[]})");
+         }},
+         {"  ✗ The sections offered no candidates", "✗ Story analysis failed"},
+         6},
+        {"the choice picks nothing",
+         {{},
+          -1,
+          [emptyStory](const RecordedRequest& r) { return std::optional(modelAnswer(r, emptyStory)); }},
+         {"  Choosing the story from 18 candidates...", "✗ The model chose no moments"},
+         7},
+        {"the choice picks only moments of no candidate",
+         {{},
+          -1,
+          [](const RecordedRequest& r) {
+              return std::optional(modelAnswer(r, choiceAnswer("[5.0s → 25.0s] x\n[40.0s → 60.0s] y\n")));
+          }},
+         {"  ⚠ Dropped 2 moments that no candidate holds", "✗ The model chose no moments"},
+         7},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        AnalysisRig rig;
+        answerAsTheModel(rig.server, c.script);
+        rig.mineCached(weekOfFootage());
+        QCoro::waitFor(rig.p().run("Week", MiningMode::fullMine, 60, "auto", {}, std::nullopt, {}, false));
+        EXPECT_EQ(rig.texts().mid(rig.texts().size() - 2), c.last);
+        EXPECT_EQ(rig.p().step(), PipelineStep::error);
+        EXPECT_EQ(rig.server.requests().size(), c.requests);
+        EXPECT_FALSE(rig.p().results());
+    }
 }

@@ -20,6 +20,7 @@ TEST(Http, StatusBodyHeadersAndTransportFailures) {
     server.enqueue("/slow", ScriptedResponse{200, "late", "text/plain", 2000, false});
     server.enqueue("/drop", ScriptedResponse{200, "", "text/plain", 0, true});
     server.enqueue("/cut", ScriptedResponse{200, QByteArray(4000, 'y'), "text/plain", 0, false, true});
+    server.enqueue("/cutFailure", ScriptedResponse{503, QByteArray(4000, 'z'), "text/plain", 0, false, true});
     QNetworkAccessManager nam;
 
     struct Case {
@@ -29,13 +30,15 @@ TEST(Http, StatusBodyHeadersAndTransportFailures) {
         int status;
         QByteArray body;
         bool timedOut;
+        QByteArray brokenOff{}; // only what came of a success
     } cases[] = {
         {"/ok", std::chrono::seconds(5), true, 200, R"({"a":1})", false},
         {"/fail", std::chrono::seconds(5), true, 500, QByteArray(300, 'x'), false},
         {"/missing", std::chrono::seconds(5), true, 404, R"({"error":"not found"})", false},
         {"/slow", std::chrono::milliseconds(200), false, 0, "", true},
         {"/drop", std::chrono::seconds(5), false, 0, "", false},
-        {"/cut", std::chrono::seconds(5), false, 0, "", false},
+        {"/cut", std::chrono::seconds(5), false, 0, "", false, QByteArray(2000, 'y')},
+        {"/cutFailure", std::chrono::seconds(5), false, 0, "", false},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.path);
@@ -50,6 +53,7 @@ TEST(Http, StatusBodyHeadersAndTransportFailures) {
         EXPECT_EQ(r.status, c.status);
         EXPECT_EQ(r.body, c.body);
         EXPECT_EQ(r.timedOut, c.timedOut);
+        EXPECT_EQ(r.brokenOffBody, c.brokenOff);
         if (!r.transportOk && !r.timedOut) {
             EXPECT_EQ(r.errorText, "The network connection was lost.");
         }
@@ -212,6 +216,8 @@ TEST(Http, TheTimeOutCountsSilence) {
         EXPECT_EQ(r.timedOut, !c.whole) << c.gapMs;
         if (c.whole) {
             EXPECT_TRUE(r.body.endsWith("data: 7\n\n"));
+        } else {
+            EXPECT_EQ(r.brokenOffBody, "data: 0\n\ndata: 1\n\ndata: 2\n\ndata: 3\n\n");
         }
     }
 }
