@@ -1,6 +1,7 @@
-// The demo's stand-ins, as a newcomer meets them: spoken media made with espeak-ng, the services on
-// loopback and the stand-in Resolve, driven through a Full Mine, a re-mine, an audit and a build;
-// and the sample cut beside the media, read back and audited as a file without Resolve.
+// The demo's stand-ins, as a newcomer meets them: spoken media made with espeak-ng, and the sample
+// cut beside them, read back and audited as a file without Resolve; the command that starts it all
+// and leaves nothing behind. A mine and an audit over the stand-ins run through the screens in
+// tests/ui/DemoFlowTest.cpp.
 #include "app/PipelineWiring.h"
 #include "interchange/TimelineReaders.h"
 #include "media/TranscriptCache.h"
@@ -50,16 +51,6 @@ QStringList lines(const LocalPipeline& pipeline) {
     return out;
 }
 
-QList<QJsonObject> requestLog(const QString& file) {
-    QFile f(file);
-    f.open(QIODevice::ReadOnly);
-    QList<QJsonObject> out;
-    for (const QByteArray& line : f.readAll().split('\n'))
-        if (!line.isEmpty())
-            out << QJsonDocument::fromJson(line).object();
-    return out;
-}
-
 QJsonObject manifest() {
     return QJsonDocument::fromJson(test::readFile(demoMedia() + "/manifest.json")).object();
 }
@@ -95,74 +86,6 @@ bool listening(int port) {
 }
 
 } // namespace
-
-TEST(Demo, AFullMineAReMineAndAnAuditOverTheStandIns) {
-    TestHome home;
-    const QString media = demoMedia();
-    const QString requests = home.path() + "/requests.jsonl";
-    QProcess services;
-    services.start("python3", {kDemo + "/demo_services.py", media, requests});
-    ASSERT_TRUE(services.waitForReadyRead(20000));
-    const int port = QString::fromUtf8(services.readLine()).trimmed().section(' ', 1).toInt();
-    ASSERT_GT(port, 0);
-    QProcess state;
-    state.start("python3",
-                {kDemo + "/resolve_state.py", test::fakeResolveModuleDir(), media, home.resolveStateFile()});
-    ASSERT_TRUE(state.waitForFinished(20000) && state.exitCode() == 0)
-        << state.readAllStandardError().toStdString();
-
-    PipelineEnvironment env = home.pipelineEnvironment();
-    env.endpoints.openaiHost = env.endpoints.anthropicHost = QString("http://127.0.0.1:%1").arg(port);
-    env.env.insert("OPENAI_API_KEY", "demo");
-    env.env.insert("ANTHROPIC_API_KEY", "demo");
-
-    // A Full Mine of one minute: a story near that length whose moments lie inside the media and
-    // whose words were timed inside each moment.
-    auto pipeline = makePipeline(env);
-    QCoro::waitFor(
-        pipeline->run("Interview Selects", MiningMode::fullMine, 1, "auto", {}, std::nullopt, "", false));
-    ASSERT_EQ(pipeline->step(), PipelineStep::complete) << lines(*pipeline).join('\n').toStdString();
-    const MiningResults story = *pipeline->results();
-    ASSERT_GE(story.segments.size(), 3);
-    double total = 0;
-    for (const StorySegment& s : story.segments) {
-        EXPECT_LT(s.startTime, s.endTime);
-        total += s.endTime - s.startTime;
-    }
-    EXPECT_GT(total, 30);
-    EXPECT_LT(total, 120);
-    EXPECT_EQ(lines(*pipeline).filter("words transcribed across").size(), 1);
-    EXPECT_TRUE(pipeline->buildResult().value_or("").startsWith("✓"))
-        << pipeline->buildResult().value_or("").toStdString();
-
-    // The re-mine starts from the saved project, asking the speech service only for word timing, in
-    // the language's code.
-    const QList<SavedProject> projects = listProjects(home.paths());
-    ASSERT_EQ(projects.size(), 1);
-    const qsizetype before = requestLog(requests).size();
-    auto again = makePipeline(env);
-    QCoro::waitFor(again->runFromProject(projects[0], 2, {}, std::nullopt, "", false));
-    ASSERT_EQ(again->step(), PipelineStep::complete) << lines(*again).join('\n').toStdString();
-    const QList<QJsonObject> remine = requestLog(requests).mid(before);
-    int wordRequests = 0;
-    for (const QJsonObject& r : remine)
-        if (r["path"].toString().endsWith("/transcriptions")) {
-            EXPECT_EQ(r["granularity"].toString(), "word") << "the re-mine transcribed the media again";
-            EXPECT_EQ(r["language"].toString(), "es");
-            ++wordRequests;
-        }
-    EXPECT_GT(wordRequests, 0);
-
-    // The audit of the rough cut on the timeline finds what it left out.
-    auto audit = makePipeline(env);
-    QCoro::waitFor(audit->auditTimeline("Interview Selects"));
-    ASSERT_TRUE(audit->auditReport().has_value()) << lines(*audit).join('\n').toStdString();
-    EXPECT_FALSE(audit->auditReport()->buriedGold.isEmpty());
-
-    services.terminate();
-    ASSERT_TRUE(services.waitForFinished(10000));
-    EXPECT_FALSE(listening(port));
-}
 
 // The sample cut the demo lays beside its media, as a newcomer opens it under "Timeline file": each
 // format reads back through the command-line reader, every sound clip on a file of this machine and

@@ -46,4 +46,37 @@ inline StorySegment moment(qint64 index, double start, double end, std::optional
     return s;
 }
 
+// The files of a shoot, named as an editor's volumes name them.
+struct Shoot {
+    QString camA = QStringLiteral("/Volumes/Day 1/cam A.mov");
+    QString lav = QStringLiteral("/Volumes/Day 1/lav B.wav");
+    QString camC = QStringLiteral("/Volumes/Day 2/cam C.mov");
+};
+
+// Two cameras and a sound recorder whose start is no frame of any rate (3600 s and 1234 samples);
+// their sound has two, one and no channels.
+inline QList<SourceMedia> shootAt(FrameRate rate, bool dropFrame, std::optional<FrameRate> secondCamera = {},
+                                  const Shoot& names = {}) {
+    const QString sep = dropFrame ? QStringLiteral(";") : QStringLiteral(":");
+    return {camera(names.camA, 600, rate, "10:00:00" + sep + "00"),
+            recorder(names.lav, 600, 3600LL * 48000 + 1234, 1),
+            camera(names.camC, 600, secondCamera.value_or(rate), "00:59:50" + sep + "00", 0)};
+}
+
+// Moments over all three files in an edited order, at their starts and ends and across an end.
+inline QList<StorySegment> storyOf(int count) {
+    QList<StorySegment> story;
+    const double spots[][2] = {{0, 4.5},      {650.25, 661},  {1200, 1203.3}, {595.5, 600}, {1790, 1800},
+                               {30.01, 41.7}, {1000, 1000.2}, {610, 612.5},   {1500, 1530}, {599, 640}};
+    for (int i = 0; i < count; ++i) {
+        const auto& spot = spots[i % 10];
+        const double shift = (i / 10 % 20) * 0.37;
+        std::optional<QString> chapter;
+        if (i % 4 == 0)
+            chapter = QStringLiteral("Chapter %1").arg(i / 4 + 1);
+        story << moment(i, spot[0] + shift, spot[1] + shift, chapter);
+    }
+    return story;
+}
+
 } // namespace ondrel::interchange::test

@@ -1,9 +1,11 @@
 // The hand-off files read back by the program's own readers: every clip on its frames, in every
-// format and at every rate, so an editor's cut of a story comes back as it left.
+// format, at every rate and whatever the names and paths hold, so an editor's cut of a story comes
+// back as it left.
 #include "InterchangeTestSupport.h"
 
 #include "interchange/Interchange.h"
 #include "interchange/TimelineReaders.h"
+#include "interchange/WriterSupport.h"
 
 #include <gtest/gtest.h>
 
@@ -73,23 +75,6 @@ ReadOptions everyFileThere() {
     return options;
 }
 
-QList<SourceMedia> shootAt(FrameRate rate, bool dropFrame, std::optional<FrameRate> secondCamera = {}) {
-    const QString sep = dropFrame ? QStringLiteral(";") : QStringLiteral(":");
-    return {camera("/Volumes/Day 1/cam A.mov", 600, rate, "10:00:00" + sep + "00"),
-            recorder("/Volumes/Day 1/lav B.wav", 600, 3600LL * 48000 + 1234, 2),
-            camera("/Volumes/Day 2/cam C.mov", 600, secondCamera.value_or(rate), "00:59:50" + sep + "00", 0)};
-}
-
-QList<StorySegment> story() {
-    QList<StorySegment> s;
-    const double spots[][2] = {{0, 4.5},      {650.25, 661},  {1200, 1203.3}, {595.5, 600}, {1790, 1800},
-                               {30.01, 41.7}, {1000, 1000.2}, {610, 612.5},   {1500, 1530}, {599, 640}};
-    for (int i = 0; i < 10; ++i)
-        s << moment(i, spots[i][0], spots[i][1],
-                    i % 4 == 0 ? std::optional<QString>(QStringLiteral("Ch %1").arg(i)) : std::nullopt);
-    return s;
-}
-
 struct Written {
     const char* what;
     QString fileName;
@@ -105,6 +90,36 @@ QList<Written> filesOf(const EditTimeline& t) {
             {"EDL", "story_edit.edl", edlBytes(t), true}};
 }
 
+// Every file of the timeline read back: its clips and markers on the frames written, its rate,
+// start and name as written, and nothing to warn about.
+void expectReadsBack(const EditTimeline& t) {
+    for (const Written& w : filesOf(t)) {
+        SCOPED_TRACE(w.what);
+        ReadOptions options = everyFileThere();
+        options.edlRate = t.rate;
+        const TimelineReading reading = readTimelineBytes(w.bytes, "/exports/Story/" + w.fileName, options);
+        ASSERT_TRUE(reading.timeline) << reading.error.toStdString();
+        const ReadTimeline& r = *reading.timeline;
+        EXPECT_EQ(r.rate, t.rate);
+        EXPECT_EQ(asFrames(r), expected(t, w.secondChannel));
+        EXPECT_EQ(frames(r.start, r.rate), t.startFrame);
+        if (r.format != TimelineFormat::otio) {
+            EXPECT_EQ(r.dropFrame, t.dropFrame);
+        }
+        if (r.format != TimelineFormat::edl) {
+            EXPECT_EQ(r.name, xmlSafe(t.name));
+        }
+        QList<std::pair<QString, qint64>> markers;
+        for (const ReadMarker& m : r.markers)
+            markers.push_back({m.name.trimmed(), frames(m.record, r.rate)});
+        QList<std::pair<QString, qint64>> written;
+        for (const Marker& m : t.markers)
+            written.push_back({m.name, m.record});
+        EXPECT_EQ(markers, written);
+        EXPECT_TRUE(r.warnings.isEmpty()) << r.warnings.join("\n").toStdString();
+    }
+}
+
 TEST(ReadersRoundTrip, EveryWrittenFileGivesTheSameClipsToTheFrameAtEveryRate) {
     struct Case {
         FrameRate rate;
@@ -118,40 +133,55 @@ TEST(ReadersRoundTrip, EveryWrittenFileGivesTheSameClipsToTheFrameAtEveryRate) {
     }
     ASSERT_EQ(cases.size(), 10);
     for (const Case& c : cases) {
-        const EditTimeline t = buildTimeline("Story", story(), shootAt(c.rate, c.dropFrame));
+        SCOPED_TRACE(testing::Message() << c.rate.label().toStdString() << (c.dropFrame ? " DF" : ""));
+        const EditTimeline t = buildTimeline("Story", storyOf(10), shootAt(c.rate, c.dropFrame));
         ASSERT_EQ(eventsOf(t).size(), 10);
-        for (const Written& w : filesOf(t)) {
-            SCOPED_TRACE(testing::Message()
-                         << c.rate.label().toStdString() << (c.dropFrame ? " DF " : " ") << w.what);
-            ReadOptions options = everyFileThere();
-            options.edlRate = t.rate;
-            const TimelineReading reading =
-                readTimelineBytes(w.bytes, "/exports/Story/" + w.fileName, options);
-            ASSERT_TRUE(reading.timeline) << reading.error.toStdString();
-            const ReadTimeline& r = *reading.timeline;
-            EXPECT_EQ(r.rate, t.rate);
-            EXPECT_EQ(asFrames(r), expected(t, w.secondChannel));
-            EXPECT_EQ(frames(r.start, r.rate), t.startFrame);
-            if (r.format != TimelineFormat::otio) {
-                EXPECT_EQ(r.dropFrame, t.dropFrame);
-            }
-            if (r.format != TimelineFormat::edl) {
-                EXPECT_EQ(r.name, "Story");
-            }
-            QList<std::pair<QString, qint64>> markers;
-            for (const ReadMarker& m : r.markers)
-                markers.push_back({m.name, frames(m.record, r.rate)});
-            QList<std::pair<QString, qint64>> written;
-            for (const Marker& m : t.markers)
-                written.push_back({m.name, m.record});
-            EXPECT_EQ(markers, written);
-            EXPECT_TRUE(r.warnings.isEmpty()) << r.warnings.join("\n").toStdString();
-        }
+        ASSERT_EQ(t.markers.size(), 3);
+        expectReadsBack(t);
+    }
+}
+
+TEST(ReadersRoundTrip, StoriesOfAnyLengthComeBack) {
+    for (const int count : {1, 500}) {
+        SCOPED_TRACE(count);
+        const EditTimeline t = buildTimeline("Story", storyOf(count), shootAt(k25, false));
+        EXPECT_EQ(eventsOf(t).size(), count);
+        expectReadsBack(t);
+    }
+}
+
+TEST(ReadersRoundTrip, OutsideNamesAndPathsSurviveEveryFormat) {
+    const QString longName = QString(300, u'n') + QStringLiteral(".mov");
+    struct Case {
+        const char* what;
+        QString name;
+        Shoot files;
+    };
+    const Case cases[] = {
+        {"quotes, ampersands and brackets", "Tom's \"Story\" & <Friends> ]]> --", {}},
+        {"other scripts and emoji", "שלום 世界 Привет 👩‍👩‍👧 🎬", {}},
+        {"control characters and lines", "one\ntwo\tthree\x01\x1f end", {}},
+        {"a lone surrogate", QString("half ") + QChar(0xD83D) + "!", {}},
+        {"a very long name", QString(500, u'x'), {}},
+        {"paths with spaces, #, % and other scripts",
+         "Edit",
+         {"/Volumes/Day #1/100% take & 'best'.mov", "/Users/josé/Müller <lav>.wav",
+          "/Volumes/日本/カメラ C?x=1.mov"}},
+        {"very long and emoji file names", "Edit", {"/m/" + longName, "/m/🎤 lav.wav", "/m/a\"b\".mov"}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        const EditTimeline t = buildTimeline(c.name, storyOf(10), shootAt(k2997, true, {}, c.files));
+        ASSERT_EQ(eventsOf(t).size(), 10);
+        expectReadsBack(t);
+        const QStringList edl = QString::fromUtf8(edlBytes(t)).split(u'\n');
+        EXPECT_TRUE(edl[0].startsWith("TITLE: ")) << edl[0].toStdString();
+        EXPECT_EQ(edl[1], "FCM: DROP FRAME");
     }
 }
 
 TEST(ReadersRoundTrip, EachFormatKnowsWhereItsMediaStartOrSaysItDoesNot) {
-    const EditTimeline t = buildTimeline("Story", story(), shootAt(k25, false));
+    const EditTimeline t = buildTimeline("Story", storyOf(10), shootAt(k25, false));
     const MediaFile& camA = t.media[0];
     ASSERT_EQ(camA.name, "cam A.mov");
     for (const Written& w : filesOf(t)) {
@@ -177,7 +207,7 @@ TEST(ReadersRoundTrip, EachFormatKnowsWhereItsMediaStartOrSaysItDoesNot) {
 }
 
 TEST(ReadersRoundTrip, AFileAtAnotherRateIsReadAtItsOwnAndNamed) {
-    const EditTimeline t = buildTimeline("Story", story(), shootAt(k2997, true, k25));
+    const EditTimeline t = buildTimeline("Story", storyOf(10), shootAt(k2997, true, k25));
     ASSERT_EQ(filesOffTimelineRate(t), QStringList{"/Volumes/Day 2/cam C.mov"});
     for (const Written& w : filesOf(t)) {
         SCOPED_TRACE(w.what);

@@ -1,16 +1,21 @@
-// The four hand-off files read back as an editor's program would: the same clips to the frame
-// at every rate, the structure Apple's DTD allows, and outside names and paths kept intact.
+// What the hand-off files hold that a reader would not check: the structure Final Cut's DTD
+// allows, the lines an editor reads in an EDL, the file URLs and the folder they are written to.
+// Their clips read back to the frame in ReadersRoundTripTest.
 #include "InterchangeTestSupport.h"
-#include "ReadBack.h"
 
 #include "interchange/Interchange.h"
 #include "interchange/WriterSupport.h"
 
 #include <QDir>
 #include <QFile>
+#include <QHash>
+#include <QRegularExpression>
 #include <QTemporaryDir>
+#include <QXmlStreamReader>
 
 #include <gtest/gtest.h>
+
+#include <utility>
 
 using namespace ondrel;
 using namespace ondrel::interchange;
@@ -21,154 +26,156 @@ namespace {
 const FrameRate k2997{30000, 1001};
 const FrameRate k25{25, 1};
 
-struct Shoot {
-    QString camA = "/Volumes/Day 1/cam A.mov";
-    QString lav = "/Volumes/Day 1/lav B.wav";
-    QString camC = "/Volumes/Day 2/cam C.mov";
+// Final Cut refuses a file its DTD does not allow, which no reader of ours would notice: Apple's
+// content models and attribute lists for the elements the writer uses.
+struct ElementRule {
+    QString content; // a pattern over the child names, each followed by a blank
+    QStringList attributes;
+    QStringList required;
+    QMap<QString, QStringList> values; // enumerated attributes
 };
 
-// Two cameras and a sound recorder whose start is no frame of any rate (3600 s and 1234 samples).
-QList<SourceMedia> shootAt(FrameRate rate, bool dropFrame, const Shoot& names = {},
-                           std::optional<FrameRate> secondCamera = {}) {
-    const QString sep = dropFrame ? QStringLiteral(";") : QStringLiteral(":");
-    return {camera(names.camA, 600, rate, "10:00:00" + sep + "00"),
-            recorder(names.lav, 600, 3600LL * 48000 + 1234, 1),
-            camera(names.camC, 600, secondCamera.value_or(rate), "00:59:50" + sep + "00", 0)};
-}
+const QString kAnchor =
+    QStringLiteral("audio|video|clip|title|caption|mc-clip|ref-clip|sync-clip|asset-clip|audition|spine");
+const QString kStory =
+    QStringLiteral("audio|video|clip|title|mc-clip|ref-clip|sync-clip|asset-clip|audition|gap");
+const QString kEventItem = QStringLiteral("clip|audition|mc-clip|ref-clip|sync-clip|asset-clip|collection-"
+                                          "folder|keyword-collection|smart-collection|project");
+const QString kMarkerItem = QStringLiteral("marker|chapter-marker|rating|keyword|analysis-marker");
 
-// Moments over all three files in an edited order, at their starts and ends and across an end.
-QList<StorySegment> storyOf(int count) {
-    QList<StorySegment> story;
-    const double spots[][2] = {{0, 4.5},      {650.25, 661},  {1200, 1203.3}, {595.5, 600}, {1790, 1800},
-                               {30.01, 41.7}, {1000, 1000.2}, {610, 612.5},   {1500, 1530}, {599, 640}};
-    for (int i = 0; i < count; ++i) {
-        const auto& spot = spots[i % 10];
-        const double shift = (i / 10 % 20) * 0.37;
-        std::optional<QString> chapter;
-        if (i % 4 == 0)
-            chapter = QStringLiteral("Chapter %1").arg(i / 4 + 1);
-        story << moment(i, spot[0] + shift, spot[1] + shift, chapter);
-    }
-    return story;
-}
-
-void expectReadsBack(const EditTimeline& t) {
-    const QList<ReadClip> tracks = expectedTrackClips(t);
-    const QList<ReadMarker> markers = expectedMarkers(t);
-    // OTIO has no drop-frame flag: readers infer it from the rate.
-    auto common = [&](const ReadBack& r, const char* what, bool hasDropFrame = true) {
-        SCOPED_TRACE(what);
-        ASSERT_EQ(r.problem, QString());
-        EXPECT_EQ(r.rate, t.rate);
-        EXPECT_EQ(r.dropFrame, hasDropFrame && t.dropFrame);
-        EXPECT_EQ(r.startFrame, t.startFrame);
-        EXPECT_EQ(r.markers, markers);
+const QHash<QString, ElementRule>& fcpxmlRules() {
+    static const QHash<QString, ElementRule> rules{
+        {"fcpxml",
+         {QStringLiteral("(import-options )?(resources )?((library )|(event )*|((%1) )*)").arg(kEventItem),
+          {"version"},
+          {"version"},
+          {{"version", {"1.10", "1.11"}}}}},
+        {"resources", {"((asset|effect|format|media|locator) )*", {}, {}, {}}},
+        {"format",
+         {"",
+          {"id", "name", "frameDuration", "fieldOrder", "width", "height", "paspH", "paspV", "colorSpace",
+           "projection", "stereoscopic"},
+          {"id"},
+          {}}},
+        {"asset",
+         {"(media-rep )+(metadata )?",
+          {"id", "name", "uid", "start", "duration", "hasVideo", "format", "hasAudio", "videoSources",
+           "audioSources", "audioChannels", "audioRate", "customLUTOverride", "colorSpaceOverride",
+           "projectionOverride", "stereoscopicOverride", "auxVideoFlags"},
+          {"id"},
+          {}}},
+        {"media-rep",
+         {"(bookmark )?",
+          {"kind", "sig", "src", "suggestedFilename"},
+          {"src"},
+          {{"kind", {"original-media", "proxy-media"}}}}},
+        {"library", {"((event|smart-collection) )*", {"location", "colorProcessing"}, {}, {}}},
+        {"event", {QStringLiteral("((%1) )*").arg(kEventItem), {"name", "uid"}, {}, {}}},
+        {"project", {"sequence ", {"name", "uid", "id", "modDate"}, {}, {}}},
+        {"sequence",
+         {"(note )?spine (metadata )?",
+          {"format", "duration", "tcStart", "tcFormat", "audioLayout", "audioRate", "renderFormat",
+           "keywords"},
+          {"format"},
+          {{"tcFormat", {"DF", "NDF"}},
+           {"audioLayout", {"mono", "stereo", "surround"}},
+           {"audioRate", {"32k", "44.1k", "48k", "88.2k", "96k", "176.4k", "192k"}}}}},
+        {"spine",
+         {QStringLiteral("((%1|transition) )*").arg(kStory), {"lane", "offset", "name", "format"}, {}, {}}},
+        {"asset-clip",
+         {QStringLiteral(
+              "(note )?(conform-rate )?(timeMap )?((object-tracker|adjust-[A-Za-z0-9-]+) )*((%1) )*((%2) )*"
+              "(audio-channel-source )*((filter-video|filter-video-mask) )*(filter-audio )*(metadata )?")
+              .arg(kAnchor, kMarkerItem),
+          {"ref", "lane", "offset", "name", "start", "duration", "enabled", "srcEnable", "audioStart",
+           "audioDuration", "format", "tcStart", "tcFormat", "modDate", "audioRole", "videoRole"},
+          {"ref"},
+          {{"enabled", {"0", "1"}}, {"srcEnable", {"all", "audio", "video"}}, {"tcFormat", {"DF", "NDF"}}}}},
+        {"chapter-marker",
+         {"", {"start", "duration", "value", "note", "posterOffset"}, {"start", "value"}, {}}},
     };
-    for (const FcpxmlVersion version : {FcpxmlVersion::v1_11, FcpxmlVersion::v1_10}) {
-        const QByteArray bytes = fcpxmlBytes(t, version);
-        EXPECT_EQ(fcpxmlStructureProblem(bytes), QString());
-        const ReadBack r = readFcpxml(bytes);
-        common(r, "FCPXML");
-        EXPECT_EQ(r.name, xmlSafe(t.name));
-        EXPECT_EQ(r.clips, expectedEventClips(t, false));
-    }
-    const ReadBack xml = readFcp7Xml(fcp7XmlBytes(t));
-    common(xml, "FCP 7 XML");
-    EXPECT_EQ(xml.name, xmlSafe(t.name));
-    EXPECT_EQ(xml.clips, tracks);
-    const ReadBack otio = readOtio(otioBytes(t));
-    common(otio, "OTIO", false);
-    EXPECT_EQ(otio.name, xmlSafe(t.name));
-    EXPECT_EQ(otio.clips, tracks);
-    ReadBack edl = readEdl(edlBytes(t), t.rate);
-    for (ReadMarker& m : edl.markers)
-        m.name = m.name.trimmed();
-    common(edl, "EDL");
-    EXPECT_EQ(edl.clips, expectedEventClips(t, true));
+    return rules;
 }
 
-TEST(Writers, EveryFileGivesTheSameClipsAtEveryRate) {
-    struct Case {
-        FrameRate rate;
-        bool dropFrame;
-    };
-    QList<Case> cases;
-    for (const FrameRate& rate : storyRates()) {
-        cases << Case{rate, false};
-        if (rate.allowsDropFrame())
-            cases << Case{rate, true};
-    }
-    for (const Case& c : cases) {
-        SCOPED_TRACE(testing::Message() << c.rate.label().toStdString() << (c.dropFrame ? " DF" : ""));
-        const EditTimeline t = buildTimeline("Story", storyOf(10), shootAt(c.rate, c.dropFrame));
-        ASSERT_EQ(eventsOf(t).size(), 10);
-        ASSERT_EQ(t.markers.size(), 3);
-        expectReadsBack(t);
-    }
-}
-
-TEST(Writers, AnotherRateKeepsItsOwnFormatAndTheStoryRate) {
-    const EditTimeline t = buildTimeline("Story", storyOf(10), shootAt(k2997, true, {}, k25));
-    EXPECT_EQ(filesOffTimelineRate(t), QStringList{"/Volumes/Day 2/cam C.mov"});
-    expectReadsBack(t);
-    // Final Cut conforms the 25 fps camera by its own format.
-    QString error;
-    const auto root = parseXml(fcpxmlBytes(t), &error);
-    QHash<QString, QString> frameDuration;
-    for (const XmlNode* f : root->child("resources")->all("format"))
-        frameDuration.insert(f->attributes.value("id"), f->attributes.value("frameDuration"));
-    QHash<QString, QString> assetRate;
-    for (const XmlNode* a : root->child("resources")->all("asset"))
-        assetRate.insert(a->attributes.value("name"), frameDuration.value(a->attributes.value("format")));
-    EXPECT_EQ(assetRate.value("cam C.mov"), "1/25s");
-    EXPECT_EQ(assetRate.value("cam A.mov"), "1001/30000s");
-    EXPECT_EQ(assetRate.value("lav B.wav"), "");
-}
-
-TEST(Writers, StoriesOfAnyLengthStayValid) {
-    for (const int count : {0, 1, 500}) {
-        SCOPED_TRACE(count);
-        const EditTimeline t = buildTimeline("Story", storyOf(count), shootAt(k25, false));
-        EXPECT_EQ(eventsOf(t).size(), count);
-        expectReadsBack(t);
-    }
-    const EditTimeline empty = buildTimeline("Story", {}, shootAt(k25, false));
-    EXPECT_EQ(edlBytes(empty), "TITLE: Story\nFCM: NON-DROP FRAME\n");
-}
-
-TEST(Writers, OutsideNamesAndPathsSurviveEveryFormat) {
-    const QString longName = QString(300, u'n') + QStringLiteral(".mov");
-    struct Case {
-        const char* what;
-        QString name;
-        Shoot files;
-    };
-    const Case cases[] = {
-        {"quotes, ampersands and brackets", "Tom's \"Story\" & <Friends> ]]> --", {}},
-        {"other scripts and emoji", "שלום 世界 Привет 👩‍👩‍👧 🎬", {}},
-        {"control characters and lines", "one\ntwo\tthree\x01\x1f end", {}},
-        {"a lone surrogate", QString("half ") + QChar(0xD83D) + "!", {}},
-        {"a very long name", QString(500, u'x'), {}},
-        {"paths with spaces, #, % and other scripts",
-         "Edit",
-         {"/Volumes/Day #1/100% take & 'best'.mov", "/Users/josé/Müller <lav>.wav",
-          "/Volumes/日本/カメラ C?x=1.mov"}},
-        {"very long and emoji file names", "Edit", {"/m/" + longName, "/m/🎤 lav.wav", "/m/a\"b\".mov"}},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.what);
-        const EditTimeline t = buildTimeline(c.name, storyOf(10), shootAt(k2997, true, c.files));
-        ASSERT_EQ(eventsOf(t).size(), 10);
-        expectReadsBack(t);
-        const QStringList edl = QString::fromUtf8(edlBytes(t)).split(u'\n');
-        EXPECT_TRUE(edl[0].startsWith("TITLE: ")) << edl[0].toStdString();
-        EXPECT_EQ(edl[1], "FCM: DROP FRAME");
-        // Paths reach the XML files as percent-encoded URLs only.
-        for (const QByteArray& bytes : {fcpxmlBytes(t), fcp7XmlBytes(t)}) {
-            for (const MediaFile& m : t.media)
-                EXPECT_TRUE(bytes.contains(fileUrl(m.path).mid(8).toUtf8())) << m.path.toStdString();
+// The first breach of those rules in a document, or empty.
+QString fcpxmlStructureProblem(const QByteArray& bytes) {
+    if (!bytes.startsWith("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<!DOCTYPE fcpxml>"))
+        return QStringLiteral("no XML declaration and fcpxml doctype");
+    static const QRegularExpression time(QStringLiteral("^\\d+(/\\d+)?s$"));
+    const QStringList timeAttributes{"start",   "duration",      "offset",
+                                     "tcStart", "frameDuration", "posterOffset"};
+    QXmlStreamReader reader(bytes);
+    QList<std::pair<QString, QString>> open; // element, its children's names so far
+    QHash<QString, bool> ids;
+    QStringList refs;
+    while (!reader.atEnd()) {
+        reader.readNext();
+        if (reader.isStartElement()) {
+            const QString name = reader.name().toString();
+            if (open.isEmpty() && name != QLatin1String("fcpxml"))
+                return QStringLiteral("the root is not fcpxml");
+            const auto rule = fcpxmlRules().constFind(name);
+            if (rule == fcpxmlRules().constEnd())
+                return QStringLiteral("<%1> is not an element the writer may use").arg(name);
+            for (const QString& required : rule->required)
+                if (!reader.attributes().hasAttribute(required))
+                    return QStringLiteral("<%1> lacks %2").arg(name, required);
+            for (const QXmlStreamAttribute& a : reader.attributes()) {
+                const QString key = a.name().toString(), value = a.value().toString();
+                if (!rule->attributes.contains(key))
+                    return QStringLiteral("<%1> has no attribute %2").arg(name, key);
+                if (rule->values.contains(key) && !rule->values[key].contains(value))
+                    return QStringLiteral("<%1 %2=\"%3\"> is not one of its values").arg(name, key, value);
+                if (timeAttributes.contains(key) && !time.match(value).hasMatch())
+                    return QStringLiteral("<%1 %2=\"%3\"> is not a time").arg(name, key, value);
+                if (key == QLatin1String("id") && std::exchange(ids[value], true))
+                    return QStringLiteral("id %1 twice").arg(value);
+                if ((key == QLatin1String("format") || key == QLatin1String("ref")) &&
+                    name != QLatin1String("format"))
+                    refs << value;
+            }
+            if (!open.isEmpty())
+                open.back().second += name + u' ';
+            open.push_back({name, {}});
+        } else if (reader.isEndElement()) {
+            const auto [name, children] = open.takeLast();
+            const QString model = fcpxmlRules().value(name).content;
+            if (!QRegularExpression(QStringLiteral("^(?:%1)$").arg(model)).match(children).hasMatch())
+                return QStringLiteral("<%1> may not hold: %2").arg(name, children.trimmed());
+        } else if (reader.isCharacters() && !reader.isWhitespace()) {
+            return QStringLiteral("<%1> holds text").arg(open.back().first);
         }
     }
+    if (reader.hasError())
+        return QStringLiteral("line %1: %2").arg(reader.lineNumber()).arg(reader.errorString());
+    for (const QString& ref : refs)
+        if (!ids.contains(ref))
+            return QStringLiteral("a reference to no id: %1").arg(ref);
+    return {};
+}
+
+TEST(Writers, FcpxmlKeepsToTheDtdAtEveryRateLengthAndName) {
+    QList<EditTimeline> timelines;
+    for (const FrameRate& rate : storyRates()) {
+        timelines << buildTimeline("Story", storyOf(10), shootAt(rate, false));
+        if (rate.allowsDropFrame())
+            timelines << buildTimeline("Story", storyOf(10), shootAt(rate, true));
+    }
+    for (const int count : {0, 1, 500})
+        timelines << buildTimeline("Story", storyOf(count), shootAt(k25, false));
+    timelines << buildTimeline("Story", storyOf(10), shootAt(k2997, true, k25));
+    timelines << buildTimeline(
+        QString("Tom's \"Story\" & <Friends> ]]> --\x01\n") + QChar(0xD83D), storyOf(10),
+        shootAt(k25, false, {}, {"/V/Day #1/100% & 'best'.mov", "/U/josé/<lav>.wav", "/V/日本/C?x=1.mov"}));
+    for (const EditTimeline& t : timelines) {
+        SCOPED_TRACE(testing::Message() << t.rate.label().toStdString() << " " << eventsOf(t).size() << " "
+                                        << t.name.toStdString());
+        for (const FcpxmlVersion version : {FcpxmlVersion::v1_11, FcpxmlVersion::v1_10})
+            EXPECT_EQ(fcpxmlStructureProblem(fcpxmlBytes(t, version)), QString());
+    }
+    // A story with nothing in it still makes files an editor can open.
+    const EditTimeline empty = buildTimeline("Story", {}, shootAt(k25, false));
+    EXPECT_EQ(edlBytes(empty), "TITLE: Story\nFCM: NON-DROP FRAME\n");
 }
 
 TEST(Writers, DescribeEachFileOnceAndCutPictureWithSound) {

@@ -1,4 +1,4 @@
-// The Processing and Review pages: their rules as plain tests (dots, facts, log colours, credits;
+// The Processing and Review pages: their rules as plain tests (dots, credits;
 // clock texts, chapter colours, live reorder, preview playback, removal, sending), then the pages
 // through their real QML against the wizard's fakes.
 #include "FakeAudioPlayer.h"
@@ -74,32 +74,7 @@ TEST(ProcessingRules, TheDotsCycleAndNeverGoEmpty) {
     EXPECT_EQ(vm.title(), "Mining in progress.");
 }
 
-TEST(ProcessingRules, TheTenthFactIsFollowedByTheFirst) {
-    ASSERT_EQ(FUN_FACTS().size(), 10);
-    ProcessingModel vm;
-    for (int i = 0; i < 9; ++i)
-        vm.tickFact();
-    EXPECT_EQ(vm.factText(), "Our translations come from the real transcript, never hallucinated");
-    vm.tickFact();
-    EXPECT_EQ(vm.currentFact(), 0);
-    EXPECT_EQ(vm.factText(), "Whisper supports 97 languages and dialects");
-}
-
-TEST(ProcessingRules, LogColoursAndTheCreditsLine) {
-    const Theme theme;
-    const struct {
-        const char* name;
-        QColor drawn;
-    } colours[] = {{"accent", theme.property("accent").value<QColor>()},
-                   {"green", theme.property("green").value<QColor>()},
-                   {"blue", theme.property("blue").value<QColor>()},
-                   {"dim", QColor::fromRgbF(0.35f, 0.35f, 0.35f)},
-                   {"muted", theme.property("textMuted").value<QColor>()},
-                   {"red", theme.property("textMuted").value<QColor>()},
-                   {"", theme.property("textMuted").value<QColor>()}};
-    for (const auto& c : colours)
-        EXPECT_EQ(logColor(c.name), c.drawn) << c.name;
-
+TEST(ProcessingRules, TheCreditsLineRoundsToATenth) {
     EXPECT_EQ(creditsUsedText(0), "0.0 credits used");
     EXPECT_EQ(creditsUsedText(0.37), "0.4 credits used");
     EXPECT_EQ(creditsUsedText(1.0), "1.0 credits used");
