@@ -164,6 +164,26 @@ AuditReport mergeReports(const QList<std::pair<AuditReport, double>>& parts, dou
     return merged;
 }
 
+// Findings of a part's report that lie outside the part's time (a second of slack) are dropped: a
+// time on another clock would send the editor elsewhere. Gives how many there were and how many
+// were dropped.
+std::pair<qsizetype, qsizetype> keepFindingsWithin(AuditReport& report, double start, double end) {
+    const auto within = [&](double a, double b) { return a >= start - 1 && b <= end + 1 && b > a; };
+    const qsizetype before = report.usedSegments.size() + report.buriedGold.size() +
+                             report.redundancies.size() + report.alternates.size();
+    report.usedSegments.removeIf([&](const UsedSegment& u) { return !within(u.startTime, u.endTime); });
+    report.buriedGold.removeIf([&](const GoldMoment& g) { return !within(g.startTime, g.endTime); });
+    report.redundancies.removeIf([&](const Redundancy& r) {
+        return !within(r.firstStart, r.firstEnd) || !within(r.secondStart, r.secondEnd);
+    });
+    report.alternates.removeIf([&](const AlternateTake& a) {
+        return !within(a.existingStart, a.existingEnd) || !within(a.alternateStart, a.alternateEnd);
+    });
+    const qsizetype after = report.usedSegments.size() + report.buriedGold.size() +
+                            report.redundancies.size() + report.alternates.size();
+    return {before, before - after};
+}
+
 // A transcript over the budget: each part audited on its own, two at a time, paced by the service's
 // input tokens, and the reports merged; more than a fifth of the parts failing fails the audit.
 QCoro::Task<std::optional<AuditReport>> auditInSections(LocalPipeline& pipeline, AuditPlan plan,
@@ -188,13 +208,30 @@ QCoro::Task<std::optional<AuditReport>> auditInSections(LocalPipeline& pipeline,
         if (pipeline.isCancelled())
             co_return std::nullopt;
         const std::optional<CleanedAnswer> answer = readClaudeAnswer(pipeline, sent, {});
-        const std::optional<AuditReport> report = answer ? readReport(pipeline, *answer) : std::nullopt;
-        if (!report) {
+        std::optional<AuditReport> report = answer ? readReport(pipeline, *answer) : std::nullopt;
+        const auto skip = [&] {
             pipeline.log(QStringLiteral("  ⚠ Section %1 failed, skipping").arg(k + 1), accent);
             ++failed;
+        };
+        if (!report) {
+            skip();
             continue;
         }
-        reports.push_back({*report, plan.sections[k].end - plan.sections[k].start});
+        const AuditSection& section = plan.sections[k];
+        const auto [found, outside] = keepFindingsWithin(*report, section.start, section.end);
+        if (outside > 0) {
+            pipeline.log(QStringLiteral("  ⚠ Section %1: %2 finding%3 outside its time, dropped")
+                             .arg(k + 1)
+                             .arg(outside)
+                             .arg(plural(outside)),
+                         accent);
+            // Times on another clock (the section's own, say): the section was not read at all.
+            if (outside == found) {
+                skip();
+                continue;
+            }
+        }
+        reports.push_back({*report, section.end - section.start});
     }
     if (failed * 5 > n) {
         pipeline.log(

@@ -272,9 +272,10 @@ TEST(Audit, SlotsOnTheTranscriptClockAndWholeContainment) {
 }
 
 // The audit of a cut of a week of footage reads the transcript in the same sections as a long
-// story, each audited on its own (one failure of six is skipped), and the reports become one.
+// story, each audited on its own (one failure of six is skipped), and the reports become one. A
+// finding outside its part is dropped; a part whose every finding is outside has failed.
 TEST(Audit, ALongCutIsAuditedInSectionsAndTheReportsMerged) {
-    const QRegularExpression partOf(R"(part (\d+) of (\d+) of the transcript)");
+    const QRegularExpression partOf(R"(part (\d+) of (\d+) of the transcript \((\d+)s to (\d+)s\))");
     for (const bool twoFail : {false, true}) {
         SCOPED_TRACE(twoFail ? "two of six fail" : "one of six fails");
         AuditRig rig;
@@ -289,17 +290,25 @@ TEST(Audit, ALongCutIsAuditedInSectionsAndTheReportsMerged) {
             const auto body = parseJson(r.body);
             const QString prompt =
                 QString::fromStdString((*body)["messages"][0]["content"].get<std::string>());
-            const int part = partOf.match(prompt).captured(1).toInt();
-            if (part == 2 || (twoFail && part == 5))
+            const auto match = partOf.match(prompt);
+            const int part = match.captured(1).toInt();
+            if (part == 2)
                 return {500, "overloaded"};
+            const auto gold = [&](double at) {
+                return Json{{"startTime", at},
+                            {"endTime", at + 20},
+                            {"text", "t"},
+                            {"reason", "r"},
+                            {"emotionalWeight", part}};
+            };
+            // The fifth part counts from its own start, as if it were the whole transcript.
+            const double from = part == 5 && twoFail ? 0 : match.captured(3).toDouble();
+            Json golds = Json::array({gold(from + 1000)});
+            if (part == 4)
+                golds.push_back(gold(1e7));
             const Json report = {{"coveragePercent", 1},
                                  {"usedSegments", Json::array()},
-                                 {"buriedGold",
-                                  {{{"startTime", part * 1000},
-                                    {"endTime", part * 1000 + 20},
-                                    {"text", "t"},
-                                    {"reason", "r"},
-                                    {"emotionalWeight", part}}}},
+                                 {"buriedGold", golds},
                                  {"redundancies", Json::array()},
                                  {"alternates", Json::array()},
                                  {"themeGaps", {"the sea", "The Sea", "part " + std::to_string(part)}},
@@ -318,7 +327,11 @@ TEST(Audit, ALongCutIsAuditedInSectionsAndTheReportsMerged) {
         EXPECT_LE(rig.server.mostOpenAtOnce(), 2);
         for (const RecordedRequest& r : rig.server.requests())
             EXPECT_LE(r.body.size(), kStoryPromptBudgetChars * 2);
+        EXPECT_TRUE(texts.contains("  ⚠ Section 4: 1 finding outside its time, dropped"));
         if (twoFail) {
+            EXPECT_EQ(texts.mid(texts.indexOf(reading[4]), 3),
+                      (QStringList{reading[4], "  ⚠ Section 5: 1 finding outside its time, dropped",
+                                   "  ⚠ Section 5 failed, skipping"}));
             EXPECT_EQ(texts.last(), "✗ Claude analysis failed");
             EXPECT_TRUE(texts.contains(
                 "  ✗ 2 of 6 sections failed — the audit would leave out too much of the footage"));
