@@ -258,6 +258,50 @@ TEST(AnalyzeStory, ARefusedRequestIsRetriedAfterItsWait) {
     }
 }
 
+// Whatever wait a refusal names — none, nothing, a year, words — it is one line within 1–60 s, the
+// refused request was not billed and goes out again as one new request, and a cancel during the
+// wait ends the run at once with nothing more sent.
+TEST(AnalyzeStory, AnyRetryAfterIsOneLineAndACancelEndsItsWait) {
+    const struct {
+        const char* name;
+        std::optional<QByteArray> retryAfter; // absent: no header
+        QString line;
+        bool cancel; // at the line, else the retry is answered
+    } cases[] = {
+        {"zero", QByteArray("0"), "  Rate limited — retrying in 1s...", false},
+        {"below zero", QByteArray("-30"), "  Rate limited — retrying in 1s...", false},
+        {"a year", QByteArray("31536000"), "  Rate limited — retrying in 60s...", true},
+        {"not a number", QByteArray("soon"), "  Rate limited — retrying in 5s...", true},
+        {"a date", QByteArray("Wed, 21 Oct 2026 07:28:00 GMT"), "  Rate limited — retrying in 5s...", true},
+        {"none", std::nullopt, "  Rate limited — retrying in 5s...", true},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        AnalysisRig rig;
+        ScriptedResponse limited{429, R"({"type":"error","error":{"type":"rate_limit_error"}})"};
+        if (c.retryAfter)
+            limited.headers = {{"retry-after", *c.retryAfter}};
+        rig.server.enqueue("/v1/messages", limited);
+        rig.server.enqueue("/v1/messages", {200, claudeBody(validAnswer)});
+        const TranscriptResult transcript{{{0, 1, "x", "es"}}, "es"};
+        if (!c.cancel) {
+            EXPECT_EQ(analyze(rig, transcript), validResults());
+            EXPECT_EQ(rig.lines().mid(1), (QList<Line>{{c.line, "dim"}}));
+            EXPECT_EQ(rig.server.requests().size(), 2);
+            continue;
+        }
+        rig.mineCached(transcript);
+        rig.cancelAt(c.line);
+        bool done = false;
+        QCoro::Task<> run = rig.startRun(done, 2.5);
+        ASSERT_TRUE(waitFor([&] { return done; }, 20000)) << "the wait went on after the cancel";
+        EXPECT_EQ(rig.lines().last(), Line(c.line, "dim"));
+        EXPECT_EQ(rig.lines().count(Line(c.line, "dim")), 1);
+        EXPECT_NE(rig.p().step(), PipelineStep::error);
+        EXPECT_EQ(rig.server.requests().size(), 1);
+    }
+}
+
 // Up to a 10-minute story the documented call; past it the answer's room grows with the story
 // (at least the documented 8000 tokens), within the model's output limit and what the prompt leaves
 // of the context, and the answer is streamed.

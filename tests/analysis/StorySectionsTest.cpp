@@ -475,3 +475,116 @@ TEST(StorySections, SectionsWaitForTheInputTokensTheyNeed) {
     QCoro::waitFor(analyzeStory(rig.p(), weekOfFootage(), 60, "auto", "STYLE"));
     EXPECT_EQ(answeredBeforeThird, 2) << "section 3 went out before the input tokens came back";
 }
+
+// A cancel while the story is chosen from the candidates, or while a refused section waits the
+// service's year (held to a minute): the run ends at once without another line, what is out is
+// aborted, and nothing is sent again.
+TEST(StorySections, ACancelEndsTheChoiceAndARetryWaitAtOnce) {
+    ScriptedResponse aYear{429, R"({"type":"error","error":{"type":"rate_limit_error"}})"};
+    aYear.headers = {{"retry-after", "31536000"}};
+    const struct {
+        const char* name;
+        Script script;
+        QString cancelAt;
+        int sections; // requests of sections, at most
+        int choices;
+    } cases[] = {
+        {"during the choice",
+         {{},
+          -1,
+          [](const RecordedRequest& r) {
+              ScriptedResponse slow = modelAnswer(r, "{}");
+              slow.delayMs = 600000;
+              return std::optional(slow);
+          }},
+         {}, // once the choice is out
+         6,
+         1},
+        {"during a section's retry wait",
+         {[aYear](int part, const RecordedRequest&) -> std::optional<ScriptedResponse> {
+             if (part == 2)
+                 return aYear;
+             return std::nullopt;
+         }},
+         "  Rate limited — retrying in 60s...",
+         6,
+         0},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        AnalysisRig rig;
+        answerAsTheModel(rig.server, c.script);
+        rig.mineCached(weekOfFootage());
+        if (!c.cancelAt.isEmpty())
+            rig.cancelAt(c.cancelAt);
+        bool done = false;
+        QCoro::Task<> run = rig.startRun(done);
+        if (c.cancelAt.isEmpty()) {
+            ASSERT_TRUE(
+                waitFor([&] { return rig.server.openNow() == 1 && rig.server.requests().size() == 7; }));
+            rig.p().cancel();
+        }
+        ASSERT_TRUE(waitFor([&] { return done; }, 20000)) << "the run went on after the cancel";
+        EXPECT_EQ(rig.lines().last().first,
+                  c.cancelAt.isEmpty() ? "  Choosing the story from 18 candidates..." : c.cancelAt);
+        EXPECT_NE(rig.p().step(), PipelineStep::error);
+        QTest::qWait(200);
+        int sections = 0, choices = 0, second = 0;
+        for (const RecordedRequest& r : rig.server.requests()) {
+            const auto part = kPart.match(promptOf(r));
+            part.hasMatch() ? ++sections : ++choices;
+            second += part.captured(1) == "2";
+        }
+        EXPECT_LE(sections, c.sections);
+        EXPECT_EQ(choices, c.choices);
+        EXPECT_EQ(second, 1) << "section 2 went out again";
+        if (c.choices > 0) {
+            EXPECT_TRUE(waitFor([&] { return !rig.server.abandoned().isEmpty(); })) << "not aborted";
+        }
+    }
+}
+
+// When the candidate round gives nothing to build a story of, the run ends in an error that says
+// so, and nothing is written or built.
+TEST(StorySections, NothingToChooseFromEndsTheRunInAnError) {
+    const QString emptyStory = R"({"segments":[],"structure":{"acts":[],"totalDuration":0},)"
+                               R"("subtitles":[],"estimatedDuration":0})";
+    const struct {
+        const char* name;
+        Script script;
+        QStringList last; // the run's last lines
+        int requests;
+    } cases[] = {
+        {"no section offers a candidate",
+         {[](int, const RecordedRequest& r) -> std::optional<ScriptedResponse> {
+             return modelAnswer(r, R"({"candidates":[]})");
+         }},
+         {"  ✗ The sections offered no candidates", "✗ Story analysis failed"},
+         6},
+        {"the choice picks nothing",
+         {{},
+          -1,
+          [emptyStory](const RecordedRequest& r) { return std::optional(modelAnswer(r, emptyStory)); }},
+         {"  Choosing the story from 18 candidates...", "✗ The model chose no moments"},
+         7},
+        {"the choice picks only moments of no candidate",
+         {{},
+          -1,
+          [](const RecordedRequest& r) {
+              return std::optional(modelAnswer(r, choiceAnswer("[5.0s → 25.0s] x\n[40.0s → 60.0s] y\n")));
+          }},
+         {"  ⚠ Dropped 2 moments that no candidate holds", "✗ The model chose no moments"},
+         7},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        AnalysisRig rig;
+        answerAsTheModel(rig.server, c.script);
+        rig.mineCached(weekOfFootage());
+        QCoro::waitFor(rig.p().run("Week", MiningMode::fullMine, 60, "auto", {}, std::nullopt, {}, false));
+        EXPECT_EQ(rig.texts().mid(rig.texts().size() - 2), c.last);
+        EXPECT_EQ(rig.p().step(), PipelineStep::error);
+        EXPECT_EQ(rig.server.requests().size(), c.requests);
+        EXPECT_FALSE(rig.p().results());
+    }
+}

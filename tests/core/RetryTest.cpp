@@ -100,6 +100,7 @@ TEST(Retry, RetriesRefusalsAsNewRequestsAndNothingElse) {
     overloaded.headers = {{"retry-after", "0"}};
     ScriptedResponse drop;
     drop.dropConnection = true;
+    const ScriptedResponse late{200, "late", "application/json", 3000};
     const ScriptedResponse ok{200, "fine"};
     const struct {
         const char* name;
@@ -112,6 +113,9 @@ TEST(Retry, RetriesRefusalsAsNewRequestsAndNothingElse) {
         {"refused four times", {limited, limited, limited, limited, ok}, 4, 429, {1, 1, 1}},
         {"a failure is not retried", {{500, "no"}, ok}, 1, 500, {}},
         {"a drop after the body is not retried", {drop, ok}, 1, 0, {}},
+        {"a time-out after the body is not retried", {late, ok}, 1, 0, {}},
+        {"unavailable is not retried", {{503, "busy"}, ok}, 1, 503, {}},
+        {"a request time-out status is not retried", {{408, ""}, ok}, 1, 408, {}},
         {"refused, then dropped", {limited, drop, ok}, 2, 0, {1}},
     };
     QNetworkAccessManager nam;
@@ -126,8 +130,13 @@ TEST(Retry, RetriesRefusalsAsNewRequestsAndNothingElse) {
         hooks.refused = [&](const HttpResponse&) { ++refusals; };
         hooks.retrying = [&](std::chrono::seconds wait) { waits << wait.count(); };
         const auto outcome = QCoro::waitFor(sendRetryingRefusals(
-            nam, [&] { return std::optional(post(server, "/v1/messages")); }, Service::languageModel, nullptr,
-            hooks));
+            nam,
+            [&] {
+                HttpRequest r = post(server, "/v1/messages");
+                r.timeout = 1000ms;
+                return std::optional(r);
+            },
+            Service::languageModel, nullptr, hooks));
         ASSERT_TRUE(outcome);
         EXPECT_EQ(outcome->transportOk ? outcome->status : 0, c.status);
         EXPECT_EQ(server.requests().size(), c.requests);
