@@ -11,7 +11,10 @@ struct RequestsAhead::State {
     LocalPipeline* pipeline = nullptr; // the step holds it for as long as this lives
     Service service = Service::speech;
     int ceiling = 1;
-    int limit = 1;
+    // How many requests the service takes at once, as this run has learned it (shared by the
+    // steps that send to the same service); at most `ceiling` of them are open.
+    std::shared_ptr<int> learned;
+    int limit() const { return std::min(*learned, ceiling); }
     int answersSinceGrowth = 0;
     int open = 0;
     qsizetype turn = -1;
@@ -30,7 +33,12 @@ RequestsAhead::RequestsAhead(LocalPipeline& pipeline, Service service, int most)
     m_state->pipeline = &pipeline;
     m_state->service = service;
     m_state->ceiling = std::clamp(std::min(most, pipeline.environment().maxOpenRequests), 1, kMostOpen);
-    m_state->limit = std::min(kFirstOpenLimit, m_state->ceiling);
+    // Word timing goes to the service the chunks went to a moment ago: it starts where they ended.
+    std::shared_ptr<void>& kept =
+        pipeline.entryState(QByteArrayLiteral("core.requestsAhead.") + QByteArray::number(int(service)));
+    if (!kept)
+        kept = std::make_shared<int>(kFirstOpenLimit);
+    m_state->learned = std::static_pointer_cast<int>(kept);
     if (const std::shared_ptr<StopSignal> cancel = pipeline.stopSignal()) {
         if (cancel->isStopped())
             m_state->aborter->stop();
@@ -65,7 +73,7 @@ bool RequestsAhead::isReady(qsizetype index) const {
 }
 
 int RequestsAhead::openLimit() const {
-    return m_state->limit;
+    return m_state->limit();
 }
 
 std::shared_ptr<StopSignal> RequestsAhead::aborter() const {
@@ -75,7 +83,7 @@ std::shared_ptr<StopSignal> RequestsAhead::aborter() const {
 void RequestsAhead::pump(const std::shared_ptr<State>& state) {
     if (state->closed || state->pipeline->isCancelled())
         return;
-    while (state->open < state->limit && !state->waiting.empty()) {
+    while (state->open < state->limit() && !state->waiting.empty()) {
         const auto first = state->waiting.begin();
         if (state->ceiling == 1 && first->first > state->turn)
             return;
@@ -95,7 +103,7 @@ QCoro::Task<RequestsAhead::Outcome> RequestsAhead::send(std::shared_ptr<State> s
     hooks.refused = [s](const HttpResponse& response) {
         s->answersSinceGrowth = 0;
         if (response.status == 429)
-            s->limit = std::max(1, s->limit / 2);
+            *s->learned = std::max(1, *s->learned / 2);
     };
     hooks.retrying = [s, index](std::chrono::seconds wait) {
         if (s->turn >= index)
@@ -120,7 +128,7 @@ QCoro::Task<RequestsAhead::Outcome> RequestsAhead::send(std::shared_ptr<State> s
     if (outcome && outcome->transportOk && outcome->status >= 200 && outcome->status <= 299 &&
         ++state->answersSinceGrowth >= kAnswersToGrow) {
         state->answersSinceGrowth = 0;
-        state->limit = std::min(state->ceiling, state->limit + 1);
+        *state->learned = std::min(kMostOpen, *state->learned + 1);
     }
     pump(state);
     co_return outcome;

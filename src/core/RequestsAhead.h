@@ -3,9 +3,10 @@
 // each request went out at its turn: its log lines, progress, failure lines and cancel tests stay
 // where they are, and each turn takes its own item's outcome, whenever it was sent: nothing goes
 // out twice. Requests go out as soon as their item is ready, lowest item first, while fewer than
-// the open limit are out: it starts at 4 (or the ceiling, if lower), grows by one for every ten
-// answers up to the ceiling, and halves after a refusal for too many requests. A ceiling of 1
-// sends each request only at its turn.
+// the open limit are out: it starts at 4, grows by one for every ten answers up to 8, and halves
+// after a refusal for too many requests, within the ceiling. What it has grown or shrunk to holds
+// for the rest of the entry's requests to the same service (the word timing's after the chunks').
+// A ceiling of 1 sends each request only at its turn.
 //
 // A refused request is retried (see Retry.h); its "Rate limited" lines are logged at its item's
 // turn, in order, as one request at a time would log them. A cancel sends nothing more; when the

@@ -156,11 +156,13 @@ TEST(Retry, AStopEndsTheWaitAndSendsNothingMore) {
     std::optional<std::optional<HttpResponse>> outcome;
     RetryHooks hooks;
     hooks.retrying = [&](std::chrono::seconds) { stop->stop(); };
-    auto task = [&]() -> QCoro::Task<> {
+    // Named, so its captures outlive the coroutine's first suspension.
+    const auto send = [&]() -> QCoro::Task<> {
         outcome = co_await sendRetryingRefusals(
             nam, [&] { return std::optional(post(server, "/v1/messages")); }, Service::languageModel, stop,
             hooks);
-    }();
+    };
+    QCoro::Task<> task = send();
     ASSERT_TRUE(waitFor([&] { return outcome.has_value(); }, 20000)) << "the 60 s wait went on";
     ASSERT_TRUE(*outcome);
     EXPECT_FALSE((*outcome)->transportOk);
@@ -175,6 +177,7 @@ TEST(Retry, AStopEndsTheWaitAndSendsNothingMore) {
 
 // Four requests open at first, one more for every ten answers up to eight, half as many after a
 // refusal for too many requests; a lower ceiling caps it, and a ceiling of one waits for the turn.
+// The next step's requests to the same service start where these ended; the other service's at four.
 // (Qt opens at most six HTTP/1.1 connections to one host; more requests wait in its queue.)
 TEST(RequestsAheadTest, OpenRequestsGrowWithAnswersAndHalveAfterARefusal) {
     TestHome home;
@@ -223,5 +226,8 @@ TEST(RequestsAheadTest, OpenRequestsGrowWithAnswersAndHalveAfterARefusal) {
             EXPECT_EQ(server.mostOpenAtOnce(), c.mostOpen);
         }
         EXPECT_EQ(server.requests().size(), c.items + c.firstRefused);
+        EXPECT_EQ(RequestsAhead(*pipeline, Service::speech).openLimit(), c.limitAtEnd);
+        EXPECT_EQ(RequestsAhead(*pipeline, Service::languageModel).openLimit(),
+                  std::min(c.ceiling, RequestsAhead::kFirstOpenLimit));
     }
 }
