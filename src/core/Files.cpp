@@ -14,7 +14,7 @@ namespace ondrel {
 
 bool writeFileAtomically(const QString& path, const QByteArray& bytes, QString* error) {
     if (DeferredWrites* const later = DeferredWrites::current()) {
-        later->m_files.push_back({path, bytes});
+        later->m_files.push_back({path, [bytes] { return std::optional(bytes); }});
         return true;
     }
     QSaveFile file(path);
@@ -40,11 +40,21 @@ DeferredWrites*& DeferredWrites::current() {
     return collecting;
 }
 
+void writeFileAtomicallyLater(const QString& path, MakeBytes make) {
+    if (DeferredWrites* const later = DeferredWrites::current()) {
+        later->m_files.push_back({path, std::move(make)});
+        return;
+    }
+    if (const std::optional<QByteArray> bytes = make())
+        writeFileAtomically(path, *bytes);
+}
+
 QCoro::Task<> DeferredWrites::commit() {
     auto write = [files = std::exchange(m_files, {})] {
-        for (const auto& [path, bytes] : files) {
+        for (const auto& [path, make] : files) {
+            const std::optional<QByteArray> bytes = make();
             QString error;
-            if (!writeFileAtomically(path, bytes, &error))
+            if (bytes && !writeFileAtomically(path, *bytes, &error))
                 qWarning().noquote() << error;
         }
         return true;
@@ -91,7 +101,9 @@ QString folderNameFor(const QString& name) {
         if ((static_cast<unsigned char>(byte) & 0xC0) != 0x80)
             cuts << escaped.size();
         if (needsEscape(byte))
-            escaped += '%' + QByteArray::number(static_cast<unsigned char>(byte), 16).toUpper().rightJustified(2, '0');
+            escaped +=
+                '%' +
+                QByteArray::number(static_cast<unsigned char>(byte), 16).toUpper().rightJustified(2, '0');
         else
             escaped += byte;
     }
@@ -99,7 +111,8 @@ QString folderNameFor(const QString& name) {
         return QString::fromUtf8(escaped);
 
     // "%~" never appears in an escaped name, so a cut name can never equal one.
-    const QByteArray whole = exact ? utf8 : QByteArray(reinterpret_cast<const char*>(name.utf16()), name.size() * 2);
+    const QByteArray whole =
+        exact ? utf8 : QByteArray(reinterpret_cast<const char*>(name.utf16()), name.size() * 2);
     const QByteArray hash = QCryptographicHash::hash(whole, QCryptographicHash::Sha256).toHex().left(16);
     qsizetype keep = 1;
     for (const qsizetype cut : cuts)

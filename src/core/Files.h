@@ -5,6 +5,8 @@
 
 #include <QCoroTask>
 
+#include <functional>
+#include <optional>
 #include <utility>
 
 namespace ondrel {
@@ -12,6 +14,12 @@ namespace ondrel {
 // Replaces the file in one step (temporary file + rename), so a reader never sees half of it and
 // a failed write leaves the old file whole. On failure *error says why, in the program's words.
 bool writeFileAtomically(const QString& path, const QByteArray& bytes, QString* error = nullptr);
+
+// The same with the bytes `make` gives (nothing is written when it gives none). While a
+// DeferredWrites collects, `make` runs with the write on the pool thread, so it must hold its own
+// copies of what it reads: encoding a week of transcript takes longer than a frame.
+using MakeBytes = std::function<std::optional<QByteArray>()>;
+void writeFileAtomicallyLater(const QString& path, MakeBytes make);
 
 // Atomic writes sync the file to disk, which can take longer than a frame. Whatever
 // writeFileAtomically is asked to write while `collect` runs (on this thread) is kept instead and
@@ -28,8 +36,9 @@ public:
 
 private:
     friend bool writeFileAtomically(const QString&, const QByteArray&, QString*);
+    friend void writeFileAtomicallyLater(const QString&, MakeBytes);
     static DeferredWrites*& current();
-    QList<std::pair<QString, QByteArray>> m_files;
+    QList<std::pair<QString, MakeBytes>> m_files;
 };
 
 // A name from outside (a Resolve timeline's) as one folder name inside the folder it is joined

@@ -19,12 +19,29 @@ double unixSeconds(const QDateTime& t) {
     return double(t.toMSecsSinceEpoch()) / 1000.0;
 }
 
-QList<CachedSegment> cachedSegments(const TranscriptResult& transcript) {
-    QList<CachedSegment> out;
-    out.reserve(transcript.segments.size());
-    for (const auto& s : transcript.segments)
-        out.push_back({s.start, s.end, s.text});
-    return out;
+// The record's text with the list under `key` (written empty in it) holding the transcript's
+// segments, each written on its own: the same bytes as one tree of the whole record, without the
+// tree, which for a week of transcript took more memory than the rest of a run together.
+template <class Record>
+std::optional<QByteArray> encodeWithSegments(const Record& withoutSegments, const QByteArray& key,
+                                             const TranscriptResult& transcript) {
+    std::optional<QByteArray> record = encodeJson(withoutSegments);
+    const QByteArray empty = '"' + key + "\":[]";
+    // Keys and strings are escaped, so only the record's own list reads so.
+    const qsizetype at = record ? record->indexOf(empty) : -1;
+    if (at < 0)
+        return std::nullopt;
+    QByteArray list = "[";
+    for (const TranscriptSegment& s : transcript.segments) {
+        const std::optional<QByteArray> one = encodeJson(CachedSegment{s.start, s.end, s.text});
+        if (!one)
+            return std::nullopt;
+        if (list.size() > 1)
+            list += ',';
+        list += *one;
+    }
+    list += ']';
+    return record->replace(at + empty.size() - 2, 2, list);
 }
 
 QByteArray readAll(const QString& path, bool* ok) {
@@ -151,13 +168,11 @@ void saveTranscriptCache(LocalPipeline& pipeline, const TranscriptResult& transc
         return;
     CachedTranscript cached;
     cached.language = transcript.language;
-    cached.segments = cachedSegments(transcript);
     cached.mediaPaths = mediaPaths;
     cached.createdAt = unixSeconds(pipeline.clock().now());
-    const auto bytes = encodeJson(cached);
-    if (!bytes)
-        return;
-    writeFileAtomically(dir + QStringLiteral("/transcript.json"), *bytes);
+    writeFileAtomicallyLater(dir + QStringLiteral("/transcript.json"), [cached, transcript] {
+        return encodeWithSegments(cached, "segments", transcript);
+    });
 }
 
 QString projectsDir(const AppPaths& paths) {
@@ -175,15 +190,13 @@ void saveProject(LocalPipeline& pipeline, const QString& timeline, const Transcr
     project.createdAt = unixSeconds(pipeline.clock().now());
     project.language = transcript.language;
     project.mediaPaths = mediaPaths;
-    project.transcript = cachedSegments(transcript);
     project.results = results;
     project.presetId = presetId;
     project.targetMinutes = targetMinutes;
     project.source = pipeline.runSource(); // a re-mine of files ends saved for editors again
-    const auto bytes = encodeJson(project);
-    if (!bytes)
-        return;
-    writeFileAtomically(dir + QStringLiteral("/project.json"), *bytes);
+    writeFileAtomicallyLater(dir + QStringLiteral("/project.json"), [project, transcript] {
+        return encodeWithSegments(project, "transcript", transcript);
+    });
 }
 
 std::optional<SavedProject> loadSavedProject(const AppPaths& paths, const QString& timeline) {

@@ -1,9 +1,15 @@
 #include "core/Platform.h"
 #include "core/Clock.h"
+#include "core/Files.h"
 #include "core/MediaClock.h"
 #include "support/TestEnv.h"
 
+#include <QCoreApplication>
+#include <QFileInfo>
 #include <QHash>
+#include <QThread>
+
+#include <QCoroTask>
 
 #include <gtest/gtest.h>
 
@@ -73,4 +79,33 @@ TEST(MediaClock, TimesFindTheirFileAndOffset) {
         EXPECT_EQ(placeOnClock(clock, c.time), c.place);
     }
     EXPECT_EQ(placeOnClock(layOutClock({"/x"}, [](const QString&) { return 0.0; }), 1), std::nullopt);
+}
+
+// Writes collected during a step go out at its commit, in order, off the window's thread: bytes
+// made later are made there too, and a maker that gives nothing writes nothing. Outside a
+// collect, the bytes are made and written at once.
+TEST(DeferredWritesTest, BytesMadeLaterAreMadeOffTheWindowsThreadInOrder) {
+    test::TestHome home;
+    const QString dir = home.path();
+    QList<bool> madeOnThisThread;
+    DeferredWrites writes;
+    writes.collect([&] {
+        writeFileAtomically(dir + "/a", "1");
+        writeFileAtomicallyLater(dir + "/b", [&] {
+            madeOnThisThread << (QThread::currentThread() == qApp->thread());
+            return std::optional<QByteArray>("2");
+        });
+        writeFileAtomicallyLater(dir + "/c", [] { return std::optional<QByteArray>(); });
+        writeFileAtomically(dir + "/b", "3");
+    });
+    EXPECT_FALSE(QFileInfo::exists(dir + "/a")) << "written before the commit";
+    EXPECT_TRUE(madeOnThisThread.isEmpty());
+    QCoro::waitFor(writes.commit());
+    EXPECT_EQ(test::readFile(dir + "/a"), "1");
+    EXPECT_EQ(test::readFile(dir + "/b"), "3");
+    EXPECT_FALSE(QFileInfo::exists(dir + "/c"));
+    EXPECT_EQ(madeOnThisThread, QList<bool>{false});
+
+    writeFileAtomicallyLater(dir + "/d", [] { return std::optional<QByteArray>("4"); });
+    EXPECT_EQ(test::readFile(dir + "/d"), "4");
 }

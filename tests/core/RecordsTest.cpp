@@ -147,3 +147,27 @@ TEST(PipelineLogs, SameSecondSameStampDistinctIds) {
     EXPECT_NE(a.id, b.id);
     EXPECT_EQ(a.color, "muted");
 }
+
+// Words are the pieces between single spaces that are not empty, over every segment; tabs and
+// line breaks are part of a word.
+TEST(Records, WordsAreCountedBetweenSingleSpaces) {
+    const struct {
+        QStringList texts;
+        qint64 words;
+    } cases[] = {
+        {{}, 0},
+        {{""}, 0},
+        {{"   "}, 0},
+        {{"hola"}, 1},
+        {{" hola  qué   tal "}, 3},
+        {{"a\tb c\nd"}, 2},
+        {{"¿Y", "qué pasó?", ""}, 3},
+        {{"\u00a0"}, 1},
+    };
+    for (const auto& c : cases) {
+        TranscriptResult t;
+        for (const QString& text : c.texts)
+            t.segments.push_back({0, 1, text, "es"});
+        EXPECT_EQ(countWords(t), c.words) << c.texts.join('|').toStdString();
+    }
+}

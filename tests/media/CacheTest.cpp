@@ -154,4 +154,58 @@ TEST_F(Caches, ProjectsListNewestFirstAndSkipWhatDoesNotDecode) {
     EXPECT_FALSE(replaced->results);
 }
 
+// The cache and the project are written a segment at a time, yet read byte for byte as one tree
+// of the whole record would write them, whatever the texts and names hold; a segment no JSON can
+// carry writes nothing, as before.
+TEST_F(Caches, TranscriptsAreWrittenAsTheWholeRecordWouldWriteThem) {
+    const QString tricky = QStringLiteral(R"(a "transcript":[] b \ ñ 🎙 "segments":[])");
+    MiningResults story;
+    story.segments = {{1, 0, 1.5, "a.wav", tricky, "x", std::nullopt}};
+    const struct {
+        const char* name;
+        TranscriptResult transcript;
+        QString timeline;
+        bool written;
+    } cases[] = {
+        {"plain", kSample, "Day 1", true},
+        {"none", {{}, "es"}, "Day 2", true},
+        {"texts and names that read like the list",
+         {{{0, 1, tricky, "es"}, {1, 2.25, "\n\t", "es"}}, "es"},
+         tricky,
+         true},
+        {"a time no JSON carries", {{{0, std::nan(""), "x", "es"}}, "es"}, "Day 3", false},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        QList<CachedSegment> segments;
+        for (const TranscriptSegment& s : c.transcript.segments)
+            segments.push_back({s.start, s.end, s.text});
+        const QStringList media{"/m/" + c.timeline + ".wav"};
+
+        saveTranscriptCache(*pipeline, c.transcript, media);
+        CachedTranscript cached{c.transcript.language, segments, media, 1700000000.5};
+        const QString cacheFile = transcriptCacheDir(home.paths(), media) + "/transcript.json";
+        EXPECT_EQ(QFileInfo::exists(cacheFile), c.written);
+        if (c.written) {
+            EXPECT_EQ(readFile(cacheFile), *encodeJson(cached));
+        }
+
+        saveProject(*pipeline, c.timeline, c.transcript, media, story, QStringLiteral("p"), 60);
+        SavedProject project;
+        project.timeline = c.timeline;
+        project.createdAt = 1700000000.5;
+        project.language = c.transcript.language;
+        project.mediaPaths = media;
+        project.transcript = segments;
+        project.results = story;
+        project.presetId = QStringLiteral("p");
+        project.targetMinutes = 60;
+        const QString projectFile = home.paths().exportDirFor(c.timeline) + "/project.json";
+        EXPECT_EQ(QFileInfo::exists(projectFile), c.written);
+        if (c.written) {
+            EXPECT_EQ(readFile(projectFile), *encodeJson(project));
+        }
+    }
+}
+
 } // namespace
