@@ -174,8 +174,10 @@ int runOne(int hours, double scale, double uplink, bool firstDesign, const QStri
     });
     if (trace)
         QObject::connect(pipeline->logModel(), &QAbstractItemModel::rowsInserted, [&] {
-            std::fprintf(stderr, "%7.2f s  %s\n", double(wall.nsecsElapsed()) / 1e9,
-                         qPrintable(pipeline->logs().last().text));
+            rusage now{};
+            getrusage(RUSAGE_SELF, &now);
+            std::fprintf(stderr, "%7.2f s %5.0f MB  %s\n", double(wall.nsecsElapsed()) / 1e9,
+                         double(now.ru_maxrss) / 1024, qPrintable(pipeline->logs().last().text));
         });
     wall.start();
     sinceTick.start();
@@ -309,7 +311,7 @@ int main(int argc, char** argv) {
                 now = r->wall;
                 nowRow = r;
             }
-            std::printf("%-5d %-10s %-6s %7.1f %7s %6s %5s %7.0f %7s %6s %6.0f %5.0f %6.0f %7d %5.2f%s\n",
+            std::printf("%-5d %-10s %-6s %7.1f %7s %6s %5s %7.0f %7s %6s %6.0f %5.0f %6.0f %7d %5.2f%s%s\n",
                         hours, run.services, run.design, r->wall,
                         instant ? qPrintable(QString::number(r->wall, 'f', 1)) : "",
                         instant ? qPrintable(QString::number(floor, 'f', 1)) : "",
@@ -318,7 +320,10 @@ int main(int argc, char** argv) {
                         instant ? "" : qPrintable(QString::number(r->wall / uplinkFloor, 'f', 2)),
                         r->modelSeconds, r->stallMs, r->rssMb, r->modelRequests,
                         double(r->largestPrompt) / double(kStoryPromptBudgetChars),
-                        r->storyFromTranscript ? "" : "  (a moment not from the transcript)");
+                        r->storyFromTranscript ? "" : "  (a moment not from the transcript)",
+                        r->refused > 0
+                            ? qPrintable(QStringLiteral("  (%1 refused: over the context)").arg(r->refused))
+                            : "");
             std::fflush(stdout);
         }
         if (nowRow) {
