@@ -301,7 +301,7 @@ TEST(Audit, ALongCutIsAuditedInSectionsAndTheReportsMerged) {
                             {"reason", "r"},
                             {"emotionalWeight", part}};
             };
-            // Part 5 counts from its own start, as if it were the whole transcript.
+            // The fifth part counts from its own start, as if it were the whole transcript.
             const double from = part == 5 && twoFail ? 0 : match.captured(3).toDouble();
             Json golds = Json::array({gold(from + 1000)});
             if (part == 4)
