@@ -62,6 +62,35 @@ double transcriptEnd(const TranscriptResult& transcript) {
 
 } // namespace
 
+// How a story's answer is asked for, the same after every list of rules: the translation's voice and
+// the JSON it comes back as.
+const QString kStoryAnswerShape = QStringLiteral(R"(
+
+For the "translation" field: provide a natural, flowing English translation (not literal/word-for-word). Write it as you'd want to READ it as a subtitle — concise, clear, capturing the speaker's intent and emotion.
+
+Return ONLY a JSON object (no markdown, no code fences) with this structure:
+{
+    "segments": [
+        {
+            "index": 0,
+            "startTime": 125.5,
+            "endTime": 158.2,
+            "sourceClip": "source",
+            "transcript": "original language text",
+            "translation": "natural English translation of what they said",
+            "chapter": "Chapter name"
+        }
+    ],
+    "structure": {
+        "acts": [{"name": "Act 1: Title", "segments": [0, 1, 2]}],
+        "totalDuration": 298.5
+    },
+    "subtitles": [
+        {"startTime": 125.5, "endTime": 130.1, "text": "English subtitle"}
+    ],
+    "estimatedDuration": 298.5
+})");
+
 QString buildAnalysisPrompt(const TranscriptResult& transcript, double targetMinutes, const QString& language,
                             const QString& stylePrompt) {
     const double totalDuration = transcriptEnd(transcript);
@@ -116,32 +145,8 @@ SEGMENT SELECTION RULES:
         R"(- Arrange segments in STORY ORDER (not necessarily chronological) — build a narrative arc.
 - startTime/endTime must match the [Xs → Ys] timestamps from the transcript.
 - Prefer segments with rich, descriptive, emotional content over factual/dry statements.
-- QUALITY CHECK: Before finalizing, verify EVERY segment starts with the subject speaking, not the interviewer.
-
-For the "translation" field: provide a natural, flowing English translation (not literal/word-for-word). Write it as you'd want to READ it as a subtitle — concise, clear, capturing the speaker's intent and emotion.
-
-Return ONLY a JSON object (no markdown, no code fences) with this structure:
-{
-    "segments": [
-        {
-            "index": 0,
-            "startTime": 125.5,
-            "endTime": 158.2,
-            "sourceClip": "source",
-            "transcript": "original language text",
-            "translation": "natural English translation of what they said",
-            "chapter": "Chapter name"
-        }
-    ],
-    "structure": {
-        "acts": [{"name": "Act 1: Title", "segments": [0, 1, 2]}],
-        "totalDuration": 298.5
-    },
-    "subtitles": [
-        {"startTime": 125.5, "endTime": 130.1, "text": "English subtitle"}
-    ],
-    "estimatedDuration": 298.5
-})");
+- QUALITY CHECK: Before finalizing, verify EVERY segment starts with the subject speaking, not the interviewer.)");
+    p += kStoryAnswerShape;
     return p;
 }
 

@@ -11,6 +11,9 @@
 
 namespace ondrel {
 
+// The end of every story request: the translation's voice and the JSON shape of the answer.
+extern const QString kStoryAnswerShape;
+
 // Segments merged into lines of at most five segments; a line closes once it spans 30 s.
 QString foldTranscript(const QList<TranscriptSegment>& segments);
 // The same lines one by one, each with the segments [first, end) it holds.

@@ -349,32 +349,8 @@ CANDIDATES:
     p += QStringLiteral(
         R"(- Arrange segments in STORY ORDER (not necessarily chronological) — build a narrative arc.
 - Prefer segments with rich, descriptive, emotional content over factual/dry statements.
-- QUALITY CHECK: Before finalizing, verify EVERY segment starts with the subject speaking, not the interviewer.
-
-For the "translation" field: provide a natural, flowing English translation (not literal/word-for-word). Write it as you'd want to READ it as a subtitle — concise, clear, capturing the speaker's intent and emotion.
-
-Return ONLY a JSON object (no markdown, no code fences) with this structure:
-{
-    "segments": [
-        {
-            "index": 0,
-            "startTime": 125.5,
-            "endTime": 158.2,
-            "sourceClip": "source",
-            "transcript": "original language text",
-            "translation": "natural English translation of what they said",
-            "chapter": "Chapter name"
-        }
-    ],
-    "structure": {
-        "acts": [{"name": "Act 1: Title", "segments": [0, 1, 2]}],
-        "totalDuration": 298.5
-    },
-    "subtitles": [
-        {"startTime": 125.5, "endTime": 130.1, "text": "English subtitle"}
-    ],
-    "estimatedDuration": 298.5
-})");
+- QUALITY CHECK: Before finalizing, verify EVERY segment starts with the subject speaking, not the interviewer.)");
+    p += kStoryAnswerShape;
     return p;
 }
 
