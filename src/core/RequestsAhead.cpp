@@ -1,6 +1,7 @@
 #include "RequestsAhead.h"
 
 #include <QList>
+#include <QTimer>
 
 #include <algorithm>
 #include <set>
@@ -26,6 +27,13 @@ struct RequestsAhead::State {
     std::set<qsizetype> readied;
     std::function<std::chrono::milliseconds(qsizetype)> holdBefore;
     std::function<void(const HttpResponse&)> answered;
+    using Clock = std::chrono::steady_clock;
+    Clock::duration lastAnswerTook{};
+    Clock::time_point lastSent;
+    bool spacingTimer = false;
+    Clock::duration spacing() const {
+        return ceiling == 1 ? Clock::duration{} : lastAnswerTook / (kSpacingDivisor * limit());
+    }
 };
 
 RequestsAhead::RequestsAhead(LocalPipeline& pipeline, Service service, int most)
@@ -87,6 +95,24 @@ void RequestsAhead::pump(const std::shared_ptr<State>& state) {
         const auto first = state->waiting.begin();
         if (state->ceiling == 1 && first->first > state->turn)
             return;
+        const State::Clock::time_point now = State::Clock::now();
+        // The item whose turn it is goes at once: its step is waiting on it.
+        if (const State::Clock::duration wait = state->lastSent + state->spacing() - now;
+            first->first > state->turn && wait.count() > 0) {
+            if (!state->spacingTimer) {
+                state->spacingTimer = true;
+                const std::weak_ptr<State> weak = state;
+                QTimer::singleShot(std::chrono::ceil<std::chrono::milliseconds>(wait), state->aborter.get(),
+                                   [weak] {
+                                       if (const std::shared_ptr<State> s = weak.lock()) {
+                                           s->spacingTimer = false;
+                                           pump(s);
+                                       }
+                                   });
+            }
+            return;
+        }
+        state->lastSent = now;
         const qsizetype index = first->first;
         MakeRequest make = std::move(first->second);
         state->waiting.erase(first);
@@ -100,7 +126,9 @@ QCoro::Task<RequestsAhead::Outcome> RequestsAhead::send(std::shared_ptr<State> s
                                                         MakeRequest make) {
     RetryHooks hooks;
     State* const s = state.get(); // the frame holds `state`
-    hooks.refused = [s](const HttpResponse& response) {
+    bool wasRefused = false;
+    hooks.refused = [s, &wasRefused](const HttpResponse& response) {
+        wasRefused = true;
         s->answersSinceGrowth = 0;
         if (response.status == 429)
             *s->learned = std::max(1, *s->learned / 2);
@@ -119,8 +147,13 @@ QCoro::Task<RequestsAhead::Outcome> RequestsAhead::send(std::shared_ptr<State> s
         stopped.errorText = kStoppedText;
         outcome = stopped;
     } else {
+        const State::Clock::time_point sentAt = State::Clock::now();
         outcome = co_await sendRetryingRefusals(state->pipeline->network(), std::move(make), state->service,
                                                 state->aborter, std::move(hooks));
+        // A refused request's time is mostly its waits, which say nothing of the line.
+        if (outcome && outcome->transportOk && outcome->status >= 200 && outcome->status <= 299 &&
+            !wasRefused)
+            state->lastAnswerTook = State::Clock::now() - sentAt;
     }
     if (outcome && state->answered && !state->closed)
         state->answered(*outcome);

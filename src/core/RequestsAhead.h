@@ -8,6 +8,11 @@
 // for the rest of the entry's requests to the same service (the word timing's after the chunks').
 // A ceiling of 1 sends each request only at its turn.
 //
+// Once an answer has come, requests leave at least a fraction of its time apart. Bodies that leave
+// together share the uplink and arrive together, and then the line idles while the service works
+// on all of them at once; spread out, one body goes up while others are being answered. The spacing
+// never holds back more than the open limit itself would (an answer's time over twice the limit).
+//
 // A refused request is retried (see Retry.h); its "Rate limited" lines are logged at its item's
 // turn, in order, as one request at a time would log them. A cancel sends nothing more; when the
 // step returns, the requests still open are aborted and their outcomes dropped without a line.
@@ -36,6 +41,8 @@ public:
     static constexpr int kFirstOpenLimit = 4;
     static constexpr int kMostOpen = 8;
     static constexpr int kAnswersToGrow = 10;
+    // Requests leave at least (last answer's time) / (kSpacingDivisor × open limit) apart.
+    static constexpr int kSpacingDivisor = 2;
 
     // The ceiling is the pipeline's maxOpenRequests, or `most` when lower, within 1–kMostOpen.
     RequestsAhead(LocalPipeline& pipeline, Service service, int most = kMostOpen);

@@ -51,12 +51,10 @@ std::optional<PcmLayout> readPcmLayout(const QByteArray& head) {
     return std::nullopt;
 }
 
-QStringList chunkSliceArguments(const QString& wav, qint64 headerBytes, qint64 firstSample, qint64 samples,
-                                const QString& output) {
+QStringList chunkSliceInput(const QString& wav, qint64 headerBytes, qint64 firstSample, qint64 samples) {
     // Read as raw samples past the header, so a file still being written (its sizes not yet
     // patched) reads the same as the finished one; the seek and length fall on whole samples.
-    return {QStringLiteral("-y"),
-            QStringLiteral("-f"),
+    return {QStringLiteral("-f"),
             QStringLiteral("s16le"),
             QStringLiteral("-ar"),
             QStringLiteral("16000"),
@@ -69,10 +67,20 @@ QStringList chunkSliceArguments(const QString& wav, qint64 headerBytes, qint64 f
             QStringLiteral("-t"),
             formatDouble(double(samples) / 16000.0),
             QStringLiteral("-i"),
-            wav,
-            QStringLiteral("-acodec"),
-            output.endsWith(QLatin1String(".wav")) ? QStringLiteral("pcm_s16le") : QStringLiteral("flac"),
-            output};
+            wav};
+}
+
+QStringList chunkSliceOutput(const QString& output) {
+    return (output.endsWith(QLatin1String(".wav"))
+                ? QStringList{QStringLiteral("-acodec"), QStringLiteral("pcm_s16le")}
+                : media::flacCodecArgs()) +
+           QStringList{output};
+}
+
+QStringList chunkSliceArguments(const QString& wav, qint64 headerBytes, qint64 firstSample, qint64 samples,
+                                const QString& output) {
+    return QStringList{QStringLiteral("-y")} + chunkSliceInput(wav, headerBytes, firstSample, samples) +
+           chunkSliceOutput(output);
 }
 
 QString uploadChunkPath(const PipelineEnvironment& env, qsizetype index) {
@@ -146,11 +154,9 @@ QCoro::Task<bool> ChunkUploads::cut(QString wav, PcmLayout layout, qsizetype fir
     QStringList outputs;
     for (qsizetype k = 0; k < samples.size(); ++k) {
         const QString out = uploadChunkPath(m_pipeline.environment(), first + k);
-        const QStringList one = chunkSliceArguments(wav, layout.headerBytes,
-                                                    qint64(first + k) * kSamplesPerChunk, samples[k], out);
         // One run's inputs, then its outputs each taking its own input.
-        args += one.mid(1, one.size() - 4); // without "-y" and the output's codec and path
-        outputs << QStringLiteral("-map") << QStringLiteral("%1:a").arg(k) << one.mid(one.size() - 3);
+        args += chunkSliceInput(wav, layout.headerBytes, qint64(first + k) * kSamplesPerChunk, samples[k]);
+        outputs << QStringLiteral("-map") << QStringLiteral("%1:a").arg(k) << chunkSliceOutput(out);
     }
     QStringList all;
     all << QStringLiteral("-y") << args << outputs;

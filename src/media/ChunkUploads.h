@@ -22,6 +22,10 @@ struct PcmLayout {
 // first bytes, whatever its sizes say: they are patched only when ffmpeg ends.
 std::optional<PcmLayout> readPcmLayout(const QByteArray& head);
 
+// The input half (one input's options and path) and the output half of chunkSliceArguments, for a
+// run that cuts several chunks.
+QStringList chunkSliceInput(const QString& wav, qint64 headerBytes, qint64 firstSample, qint64 samples);
+QStringList chunkSliceOutput(const QString& output);
 // ffmpeg's arguments that write samples [first, first + count) of a WAV in the PCM layout as FLAC
 // (or, for an output ending in ".wav", as such a WAV), reading only those samples.
 QStringList chunkSliceArguments(const QString& wav, qint64 headerBytes, qint64 firstSample, qint64 samples,

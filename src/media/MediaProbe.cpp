@@ -7,6 +7,7 @@
 #include <QFileInfo>
 
 #include <cmath>
+#include <deque>
 #include <limits>
 
 namespace ondrel {
@@ -213,12 +214,22 @@ QCoro::Task<void> probeAllMedia(LocalPipeline& pipeline, QStringList paths) {
     pipeline.log(QStringLiteral("📋 Probing %1 source file%2...").arg(n).arg(plural(n)),
                  QStringLiteral("muted"));
     QMap<QString, ProbeResult> probes;
+    // A probe is mostly ffprobe starting up, so a few run at once; their lines still come in order.
+    constexpr qsizetype kProbesAtOnce = 4;
+    std::deque<QCoro::Task<std::optional<Json>>> ahead;
+    qsizetype started = 0;
     for (qsizetype i = 0; i < n; ++i) {
-        if (pipeline.isCancelled())
+        if (pipeline.isCancelled()) {
+            for (QCoro::Task<std::optional<Json>>& probe : ahead)
+                co_await std::move(probe); // a cancel ends them at once; none outlives the step
             co_return;
+        }
+        for (; started < n && started < i + kProbesAtOnce; ++started)
+            ahead.push_back(ffprobeJson(pipeline.tools(), paths[started]));
         pipeline.setProgress(0.02 + 0.03 * double(i) / double(n));
         const QString path = paths[i];
-        const std::optional<Json> json = co_await ffprobeJson(pipeline.tools(), path);
+        const std::optional<Json> json = co_await std::move(ahead.front());
+        ahead.pop_front();
         // By full path: cameras repeat file names across cards, and extraction needs each one's own.
         if (json)
             pipeline.rememberProbeOutput(path, *json);

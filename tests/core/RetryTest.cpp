@@ -7,6 +7,7 @@
 #include "support/TestEnv.h"
 
 #include <QCoroTask>
+#include <QElapsedTimer>
 
 #include <gtest/gtest.h>
 
@@ -230,4 +231,35 @@ TEST(RequestsAheadTest, OpenRequestsGrowWithAnswersAndHalveAfterARefusal) {
         EXPECT_EQ(RequestsAhead(*pipeline, Service::languageModel).openLimit(),
                   std::min(c.ceiling, RequestsAhead::kFirstOpenLimit));
     }
+}
+
+// Once an answer has shown how long one takes, the requests sent ahead leave spread over it rather
+// than in a burst that would share the line and come back at once; the item whose turn it is never
+// waits for the spacing, and every item still has its own outcome.
+TEST(RequestsAheadTest, AfterTheFirstAnswerRequestsLeaveSpreadOut) {
+    TestHome home;
+    FakeHttpServer server;
+    QElapsedTimer clock;
+    clock.start();
+    QList<qint64> arrivals;
+    constexpr int kAnswerMs = 400;
+    server.answerWith("/v1/audio/transcriptions", [&](const RecordedRequest&) -> ScriptedResponse {
+        arrivals << clock.elapsed();
+        return {200, "{}", "application/json", kAnswerMs};
+    });
+    auto pipeline = LocalPipeline::create(home.pipelineEnvironment());
+    RequestsAhead ahead(*pipeline, Service::speech);
+    constexpr int kItems = 12;
+    for (int i = 0; i < kItems; ++i)
+        ahead.ready(i, [&server] { return std::optional(post(server, "/v1/audio/transcriptions")); });
+    for (int i = 0; i < kItems; ++i) {
+        const auto outcome = QCoro::waitFor(ahead.take(i));
+        ASSERT_TRUE(outcome && outcome->transportOk) << "item " << i;
+        EXPECT_EQ(outcome->status, 200);
+    }
+    ASSERT_EQ(arrivals.size(), kItems);
+    // The first four leave together; the four that take their places when their answers come
+    // together leave at least an answer's time over twice the open limit (4) apart.
+    EXPECT_LT(arrivals[3] - arrivals[0], kAnswerMs / 2);
+    EXPECT_GE(arrivals[7] - arrivals[4], 3 * kAnswerMs / (RequestsAhead::kSpacingDivisor * 4) * 8 / 10);
 }
