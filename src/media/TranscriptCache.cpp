@@ -31,17 +31,28 @@ std::optional<QByteArray> encodeWithSegments(const Record& withoutSegments, cons
     const qsizetype at = record ? record->indexOf(empty) : -1;
     if (at < 0)
         return std::nullopt;
-    QByteArray list = "[";
+    // One buffer sized for the whole file up front: a week of transcript is megabytes, and a list
+    // grown by doubling and then spliced into the record held it three times over.
+    qsizetype guess = record->size() + 2;
+    for (const TranscriptSegment& s : transcript.segments)
+        guess += s.text.size() * 3 / 2 + 48;
+    QByteArray bytes;
+    bytes.reserve(guess);
+    bytes.append(record->constData(), at + empty.size() - 2);
+    bytes += '[';
+    bool first = true;
     for (const TranscriptSegment& s : transcript.segments) {
         const std::optional<QByteArray> one = encodeJson(CachedSegment{s.start, s.end, s.text});
         if (!one)
             return std::nullopt;
-        if (list.size() > 1)
-            list += ',';
-        list += *one;
+        if (!first)
+            bytes += ',';
+        first = false;
+        bytes += *one;
     }
-    list += ']';
-    return record->replace(at + empty.size() - 2, 2, list);
+    bytes += ']';
+    bytes.append(record->constData() + at + empty.size(), record->size() - at - empty.size());
+    return bytes;
 }
 
 QByteArray readAll(const QString& path, bool* ok) {
