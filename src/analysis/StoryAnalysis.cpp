@@ -186,7 +186,9 @@ struct StoryPlan {
 StoryPlan planStory(const TranscriptResult& transcript, double targetMinutes, const QString& language,
                     const QString& stylePrompt) {
     StoryPlan plan;
-    plan.foldedChars = characterCount(foldTranscript(transcript.segments));
+    // Counted line by line: the whole folded text of a week is megabytes held only to be measured.
+    for (const FoldedLine& line : foldLines(transcript.segments))
+        plan.foldedChars += characterCount(line.text);
     if (plan.foldedChars <= kStoryPromptBudgetChars) {
         plan.prompt = buildAnalysisPrompt(transcript, targetMinutes, language, stylePrompt);
         return plan;

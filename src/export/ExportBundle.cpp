@@ -274,6 +274,11 @@ QString makeSubtitlesSrt(const MiningResults& analysis, const QList<WordSegment>
 
 QString makeTranscriptText(const TranscriptResult& transcript) {
     QString out = QStringLiteral("# Full Transcript\n\n");
+    // Sized once: a week of transcript grown by doubling held twice its size for a moment.
+    qsizetype size = out.size();
+    for (const TranscriptSegment& seg : transcript.segments)
+        size += seg.text.size() + 16;
+    out.reserve(size);
     for (const TranscriptSegment& seg : transcript.segments)
         out +=
             u'[' + timeText(formatTimestamp(seg.start), seg.start) + QStringLiteral("] ") + seg.text + u'\n';
