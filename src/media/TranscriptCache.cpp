@@ -205,7 +205,21 @@ void saveProject(LocalPipeline& pipeline, const QString& timeline, const Transcr
     project.presetId = presetId;
     project.targetMinutes = targetMinutes;
     project.source = pipeline.runSource(); // a re-mine of files ends saved for editors again
-    writeFileAtomicallyLater(dir + QStringLiteral("/project.json"), [project, transcript] {
+    const QString path = dir + QStringLiteral("/project.json");
+    writeFileAtomicallyLater(path, [project, transcript, path]() mutable {
+        // The transcript is saved before its analysis: a story saved by an earlier mine stays with
+        // it until a new one replaces it, so an analysis that fails or is cancelled loses nothing.
+        if (!project.results) {
+            bool ok = false;
+            const QByteArray before = readAll(path, &ok);
+            if (const std::optional<SavedProject> earlier =
+                    ok ? decodeJson<SavedProject>(before) : std::nullopt;
+                earlier && earlier->results) {
+                project.results = earlier->results;
+                project.presetId = earlier->presetId;
+                project.targetMinutes = earlier->targetMinutes;
+            }
+        }
         return encodeWithSegments(project, "transcript", transcript);
     });
 }

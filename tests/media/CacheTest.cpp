@@ -145,13 +145,20 @@ TEST_F(Caches, ProjectsListNewestFirstAndSkipWhatDoesNotDecode) {
     EXPECT_EQ(LocalPipeline::loadProject(p), kLoaded);
 
     const ino_t before = inode(dir + "/New/project.json");
-    // The story is what the caller gives, not whatever the pipeline shows.
-    pipeline->setResults(story);
+    // A transcript saved before its analysis keeps the story the project had, with its target,
+    // never whatever the pipeline shows; a project without one stays without.
+    MiningResults shown = story;
+    shown.segments.clear();
+    pipeline->setResults(shown);
     saveProject(*pipeline, "New", {{}, "en"}, {"/m/a.wav"}, std::nullopt, std::nullopt, 3);
     expectReplacedWhole(dir + "/New/project.json", before);
     const auto replaced = decodeJson<SavedProject>(readFile(dir + "/New/project.json"));
-    EXPECT_EQ(replaced->targetMinutes, 3);
-    EXPECT_FALSE(replaced->results);
+    EXPECT_EQ(std::tuple(replaced->targetMinutes, replaced->results, replaced->language),
+              std::tuple(12.0, std::optional(story), QString("en")));
+    saveProject(*pipeline, "Fresh", {{}, "en"}, {"/m/a.wav"}, std::nullopt, std::nullopt, 3);
+    const auto fresh = decodeJson<SavedProject>(readFile(dir + "/Fresh/project.json"));
+    EXPECT_EQ(std::tuple(fresh->targetMinutes, fresh->results),
+              std::tuple(3.0, std::optional<MiningResults>()));
 }
 
 // The cache and the project are written a segment at a time, yet read byte for byte as one tree

@@ -1,6 +1,8 @@
 // A run over a fake Resolve timeline of three generated files and a fake speech-to-text service,
 // through the media steps up to the analysis, and again from the cache.
 #include "MediaFixtures.h"
+#include "core/Files.h"
+#include "media/TranscriptCache.h"
 #include "support/FakeHttpServer.h"
 
 #include <QSet>
@@ -112,6 +114,24 @@ TEST_F(EndToEnd, TimelineToTranscriptThenTheCacheSparesTheSecondRun) {
     EXPECT_EQ(again.transcript, seen.transcript);
     EXPECT_EQ(whisper.requests().size(), sent);
     EXPECT_FALSE(QFile::exists(cache("extracted_audio.wav")));
+
+    // A story an earlier mine saved outlives a re-mine whose analysis fails: the new transcript is
+    // kept beside it.
+    SavedProject earlier = projects[0];
+    MiningResults story;
+    story.segments.push_back({0, 0, 2, "A001.wav", "hola a todos", "hello everyone", {}});
+    earlier.results = story;
+    earlier.targetMinutes = 5;
+    earlier.transcript.clear();
+    ASSERT_TRUE(writeFileAtomically(home.paths().exportDirFor("Interview Cut") + "/project.json",
+                                    encodeJson(earlier).value_or(QByteArray())));
+    QDir(transcriptCacheDir(home.paths(), {a, b, c})).removeRecursively(); // transcribed anew
+    mine(*run(), "Interview Cut");
+    const QList<SavedProject> remined = listProjects(home.paths());
+    ASSERT_EQ(remined.size(), 1);
+    EXPECT_EQ(remined[0].results, earlier.results);
+    EXPECT_EQ(remined[0].targetMinutes, 5);
+    EXPECT_EQ(LocalPipeline::loadProject(remined[0]), seen.transcript);
 }
 
 TEST_F(EndToEnd, EveryChunkRefusedFailsTheRun) {
