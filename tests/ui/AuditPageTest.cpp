@@ -143,20 +143,16 @@ TEST(AuditPage, AnAuditOfTheCutShowsWhatItMissedAndRebuilds) {
     ASSERT_EQ(wizard->currentStep(), MineStep::review);
     wizard->resetFlow();
 
-    rig.services.answerAlways(
-        "/v1/messages",
-        {200,
-         QByteArray::fromStdString(Json{
-             {"content",
-              {{{"type", "text"},
-                {"text",
-                 R"({"coveragePercent":48.0,"usedSegments":[{"startTime":2,"endTime":9,"text":"hola"}],)"
-                 R"("buriedGold":[{"startTime":12,"endTime":20,"text":"nací en el mar","reason":"roots",)"
-                 R"("emotionalWeight":4},{"startTime":30,"endTime":35.5,"text":"el barco","reason":"detail",)"
-                 R"("emotionalWeight":2}],"redundancies":[],"alternates":[{"existingStart":2,"existingEnd":9,)"
-                 R"("alternateStart":22,"alternateEnd":28,"alternateText":"hola otra vez","reason":"warmer"}],)"
-                 R"("themeGaps":["the sea"],"confidenceScore":55,"summary":"A short cut."})"}}}}}
-                                       .dump())});
+    rig.services.answerWith("/v1/messages", [](const RecordedRequest& request) {
+        return modelAnswer(
+            request,
+            R"({"coveragePercent":48.0,"usedSegments":[{"startTime":2,"endTime":9,"text":"hola"}],)"
+            R"("buriedGold":[{"startTime":12,"endTime":20,"text":"nací en el mar","reason":"roots",)"
+            R"("emotionalWeight":4},{"startTime":30,"endTime":35.5,"text":"el barco","reason":"detail",)"
+            R"("emotionalWeight":2}],"redundancies":[],"alternates":[{"existingStart":2,"existingEnd":9,)"
+            R"("alternateStart":22,"alternateEnd":28,"alternateText":"hola otra vez","reason":"warmer"}],)"
+            R"("themeGaps":["the sea"],"confidenceScore":55,"summary":"A short cut."})");
+    });
     wizard->setSelectedModeValue(int(MiningMode::audit));
     wizard->advanceTo(int(MineStep::mining));
     wizard->startMining();
@@ -241,18 +237,13 @@ TEST(AuditPage, ACutReadFromATimelineFileIsAuditedWithoutResolve) {
 )")
                        .arg(rig.home.path())
                        .toUtf8());
-    rig.services.answerAlways(
-        "/v1/messages",
-        {200,
-         QByteArray::fromStdString(Json{
-             {"content",
-              {{{"type", "text"},
-                {"text",
-                 R"({"coveragePercent":17.5,"usedSegments":[{"startTime":2,"endTime":9,"text":"hola"}],)"
-                 R"("buriedGold":[{"startTime":12,"endTime":20,"text":"nací en el mar","reason":"roots",)"
-                 R"("emotionalWeight":4}],"redundancies":[],"alternates":[],"themeGaps":[],)"
-                 R"("confidenceScore":62,"summary":"The sea is missing."})"}}}}}
-                                       .dump())});
+    rig.services.answerWith("/v1/messages", [](const RecordedRequest& request) {
+        return modelAnswer(
+            request, R"({"coveragePercent":17.5,"usedSegments":[{"startTime":2,"endTime":9,"text":"hola"}],)"
+                     R"("buriedGold":[{"startTime":12,"endTime":20,"text":"nací en el mar","reason":"roots",)"
+                     R"("emotionalWeight":4}],"redundancies":[],"alternates":[],"themeGaps":[],)"
+                     R"("confidenceScore":62,"summary":"The sea is missing."})");
+    });
 
     MineView* wizard = rig.openWizard();
     rig.window.resize(1100, 1200);
